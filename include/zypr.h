@@ -1,0 +1,377 @@
+/* zypr: primitives for ray-traced rendering and for the geometry of volume data.
+ *
+ * This file is the reference manual as well as the interface: every exported function, record, selector and status, with what
+ * is checked, in which order, and what is written on failure. It compiles as C99 and as C++.
+ *
+ * Conventions that hold throughout:
+ *   - Every function but two returns a zypStatus: 0 is success, a negative value an error, a positive value a warning. Checks
+ *     run in the order given and stop at the first failure; on an error or a warning nothing is written unless the function
+ *     says otherwise. There is no other channel for errors and no state between calls.
+ *   - A plane triple is an array of three pointers to float arrays: x, y, z or three channels, one value per element.
+ *   - Suffixes: _8u _16u _16s _32f element types; C1 one value per element; C3 three interleaved values; P3 a plane triple;
+ *     I in place; M with an array of 32-bit mask words; V a volume as base pointer and steps; PV a volume as an array of plane
+ *     pointers; SO (S0) one origin for all rays; MO (M0) one origin per ray.
+ *   - Steps are signed 32-bit byte counts. Array lengths and sizes are signed 32-bit integers.
+ *   - "fused" means one rounding for a product and a sum. Everything else rounds after each operation.
+ *   - Any functions may be called at once from many threads as long as their outputs do not overlap.
+ *   - The library needs a processor with AVX2 and FMA. zypr_support.h tells, before the first call, whether this one has them.
+ */
+#ifndef ZYPR_H
+#define ZYPR_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Status ---------------------------------------------------------------------------------------------------------- */
+
+typedef int32_t zypStatus;
+
+enum {
+    zypStsVolumeRoiOutsideWrn = 40,   /* a 3-D source region starts at or beyond the volume's extent; nothing is done */
+    zypStsNoQuadOverlapWrn = 30,      /* the mapped quadrangle does not meet the destination region; nothing is written */
+    zypStsPlaneRoiOutsideWrn = 29,    /* a 2-D source region starts at or beyond the plane's extent; nothing is done */
+    zypStsEmptyCuboidWrn = 1,         /* the destination cuboid is empty after rounding; nothing is done */
+    zypStsDivByZeroWrn = 1,           /* zyprDiv_32f_C1IM met a divisor of +0.0; the results are written */
+    zypStsNoErr = 0,                  /* success */
+    zypStsBuildInconsistentErr = -2,  /* a KD-tree partition gave other counts than the split search had predicted */
+    zypStsAllocFailErr = -4,          /* the allocator returned null, or the memory limit is too small to start */
+    zypStsBadAlgorithmErr = -5,       /* the build selector is unknown */
+    zypStsSizeErr = -6,               /* a size or a region is out of its range */
+    zypStsSHRangeErr = -7,            /* a spherical-harmonic order exceeds the state's, or the type is unknown */
+    zypStsNullPtrErr = -8,            /* a checked pointer is null */
+    zypStsMemLimitErr = -9,           /* going on would pass the memory limit of the build */
+    zypStsBuildParamErr = -11,        /* a parameter of the build context is outside its range */
+    zypStsRowStepErr = -14,           /* a row step of a 2-D plane is not positive */
+    zypStsInterpolationModeErr = -22, /* the interpolation selector is not one that this call accepts */
+    zypStsScaleFactorErr = -23,       /* a scale factor is not strictly positive */
+    zypStsChannelCountErr = -53,      /* the channel count is not 1 */
+    zypStsSingularTransformErr = -56, /* the affine transform is singular or maps to a degenerate quadrangle */
+    zypStsRoiTooSmallErr = -57        /* the clipped 2-D source region is narrower or lower than two samples */
+};
+
+/* ---- Version --------------------------------------------------------------------------------------------------------- */
+
+typedef struct ZyprLibVersion {
+    int32_t versionMajor;
+    int32_t versionMinor;
+    int32_t versionPatch;
+    int32_t revision;
+    char cpuTag[4]; /* the processor build, padded with zero bytes */
+    const char *libraryName;
+    const char *versionText;
+    const char *buildDateText;
+} ZyprLibVersion;
+
+/* Returns the address of the library's version record: constant, the same on every call, not to be freed. */
+const ZyprLibVersion *zyprGetLibVersion(void);
+
+/* ---- Scene records --------------------------------------------------------------------------------------------------- */
+
+/* Vertices are packed float triples x, y, z. Triangles are records of four int32: the vertex numbers of P0, P1, P2 and a word
+ * that is the caller's own. Vertex and triangle numbers are trusted: nothing checks them against the arrays' lengths. */
+
+typedef struct ZyprBox {
+    float minimum[3];
+    float maximum[3];
+} ZyprBox;
+
+/* One precomputed record per triangle, in triangle order. With c the dominant axis of the normal n = a x b, p and q the other
+ * two, a = P0 - P2 and b = P1 - P2, and s = 1 / (a[p] b[q] - a[q] b[p]). */
+typedef struct ZyprTriangleAccel {
+    uint32_t axes; /* bits 0-1 q, 2-3 p, 4-5 c; bit 31: the plane is perpendicular to axis c. 0: degenerate, never hit */
+    float planeP;  /* n[p] / n[c] */
+    float originC; /* P2[c] */
+    float planeQ;  /* n[q] / n[c] */
+    float originP; /* P2[p] */
+    float originQ; /* P2[q] */
+    float edgeBP;  /* s b[p] */
+    float edgeBQ;  /* s b[q] */
+    float edgeAP;  /* s a[p] */
+    float edgeAQ;  /* s a[q] */
+} ZyprTriangleAccel;
+
+/* Inner node (bit 31 of word0 clear): bits 0-1 of word0 are the split axis; with its low three bits masked off, word0 is the
+ * byte distance from this node to its pair of children (below the plane, then above it); word1 is the split coordinate.
+ * Leaf (bit 31 set): word1 is 0 for an empty leaf; a positive word1 counts the triangle numbers of a list that lies at the
+ * node's address minus 4 x (word0 >> 2), arithmetically; a negative word1 holds a count of 1 to 3 in bits 0-1 and the numbers
+ * inside the node, with B = bits 2-30 of word1 and W = word0 without bit 31: W; or W, B; or B - (W >> 16), B, B + (W & 0xFFFF).
+ */
+typedef struct ZyprKDNode {
+    uint32_t word0;
+    uint32_t word1;
+} ZyprKDNode;
+
+/* The block that zyprKDTreeBuildAlloc returns: the root, two zero words, then nodes and lists. It can be moved as a whole. */
+typedef struct ZyprKDTree {
+    ZyprKDNode root;
+    uint32_t zero[2];
+} ZyprKDTree;
+
+/* What a ray query reads. The caller owns the record and everything that it points at. */
+typedef struct ZyprScene {
+    const ZyprBox *bound;
+    const ZyprTriangleAccel *accel;
+    const ZyprKDNode *root;
+} ZyprScene;
+
+/* A bundle of width x height rays, numbered row by row without padding: ray r = y * width + x. */
+typedef struct ZyprBundleSize {
+    int32_t width;
+    int32_t height;
+} ZyprBundleSize;
+
+typedef struct ZyprLayerSize {
+    int32_t width;
+    int32_t height;
+    int32_t layers;
+} ZyprLayerSize;
+
+zypStatus zyprSetBoundBox_32f(const float *points, int32_t count, ZyprBox *box);
+
+zypStatus zyprTriangleAccelGetSize(int32_t *size);
+
+zypStatus zyprTriangleAccelInit(ZyprTriangleAccel *accel, const float *vertices, const int32_t *triangles, int32_t count);
+
+/* ---- KD-tree --------------------------------------------------------------------------------------------------------- */
+
+typedef uint32_t ZyprKDTreeBuildAlgorithm;
+#define zyprKDTreeBuildSimple ((ZyprKDTreeBuildAlgorithm)0x499D3DC2u) /* one leaf with all triangles */
+#define zyprKDTreeBuildSAH ((ZyprKDTreeBuildAlgorithm)0x2D07705Bu)    /* a tree by the surface-area heuristic */
+
+typedef struct ZyprKDTreeBuildContext {
+    ZyprKDTreeBuildAlgorithm algorithm;
+    uint32_t maxDepth;       /* deepest level of the tree, at most 50 */
+    float splitBias;         /* 0.0 to 1.0; 1.0 splits most eagerly (SAH only) */
+    uint32_t memoryLimitMiB; /* memory limit of the build in units of 2^20 bytes (SAH only) */
+    const float *clipBox;    /* minimum x, y, z, maximum x, y, z, or null for the box of all vertices (SAH only) */
+} ZyprKDTreeBuildContext;
+
+zypStatus zyprKDTreeBuildAlloc(ZyprKDTree **tree, const float *vertices, const int32_t *triangles, int32_t vertexCount,
+                               int32_t triangleCount, int32_t *sizeBytes, const ZyprKDTreeBuildContext *context);
+
+void zyprKDTreeFree(ZyprKDTree *tree);
+
+/* ---- Ray queries ----------------------------------------------------------------------------------------------------- */
+
+zypStatus zyprIntersectMO_32f(const float *const origin[3], const float *const direction[3], float *rayDist,
+                              float *const rayBary[2], int32_t *rayTriangle, const ZyprScene *scene, ZyprBundleSize size);
+
+zypStatus zyprIntersectEyeSO_32f(const float *origin, const float *const direction[3], float *rayDist, float *const rayBary[2],
+                                 int32_t *rayTriangle, const ZyprScene *scene, ZyprBundleSize size);
+
+zypStatus zyprIntersectAnySO_32f(const float *origin, const float *const direction[3], int32_t *rayTriangle, int32_t *rayMask,
+                                 ZyprBundleSize size, const ZyprScene *scene);
+
+zypStatus zyprIntersectMultipleSO_32f(const float *origin, const float *const direction[3], float *rayDist,
+                                      float *const rayBary[2], int32_t *rayTriangle, const ZyprLayerSize *size,
+                                      const ZyprScene *scene);
+
+/* ---- Casting --------------------------------------------------------------------------------------------------------- */
+
+zypStatus zyprCastEye_32f(const float *planeBase, const float *columnStep, const float *rowStep, int32_t blockX, int32_t blockY,
+                          ZyprBundleSize blockSize, float *const direction[3], ZyprBundleSize size);
+
+zypStatus zyprCastReflectionRay_32f(const float *const incident[3], const int32_t *rayMask, const float *const normal[3],
+                                    float *const reflected[3], int32_t count);
+
+zypStatus zyprCastShadowSO_32f(const float *light, const float *facing, const float *const normal[3],
+                               const float *const point[3], int32_t *rayMask, float *lightDot, float *const shadow[3],
+                               int32_t count);
+
+/* ---- Hit geometry ---------------------------------------------------------------------------------------------------- */
+
+zypStatus zyprHitPoint3DEpsM0_32f_M(const float *const origin[3], const float *const direction[3], const float *rayDist,
+                                    const int32_t *rayMask, float *const hit[3], int32_t count, float eps);
+
+zypStatus zyprHitPoint3DEpsS0_32f_M(const float *origin, const float *const direction[3], const float *rayDist,
+                                    const int32_t *rayMask, float *const hit[3], int32_t count, float eps);
+
+zypStatus zyprTriangleNormal_32f(const float *vertices, const int32_t *triangles, float *normals, int32_t count);
+
+zypStatus zyprSurfFlatNormal_32f(const float *normals, const int32_t *rayTriangle, float *const surface[3], int32_t count);
+
+zypStatus zyprSurfSmoothNormal_32f(const float *vertexNormals, const int32_t *indices, const int32_t *rayTriangle,
+                                   const float *const rayBary[2], float *const surface[3], int32_t count, int32_t indexStride);
+
+/* ---- Masked arithmetic ----------------------------------------------------------------------------------------------- */
+
+zypStatus zyprMul_32f_C1IM(const float *factor, const int32_t *mask, float *values, int32_t count);
+
+zypStatus zyprMul_32f_C1P3IM(const float *factor, const int32_t *mask, float *const values[3], int32_t count);
+
+zypStatus zyprDiv_32f_C1IM(const float *factor, const int32_t *mask, float *values, int32_t count);
+
+zypStatus zyprDot_32f_P3C1M(const float *const left[3], const float *const right[3], const int32_t *mask, float *result,
+                            int32_t count);
+
+zypStatus zyprAddMulMul_32f_AC1P3IM(const float *scale, const float *weight, const float *const factor[3], const int32_t *mask,
+                                    float *const accumulator[3], int32_t count);
+
+/* ---- Attenuation and turned normals ---------------------------------------------------------------------------------- */
+
+zypStatus zyprDistAttenuationSO_32f_M(const float *point, const float *const positions[3], const int32_t *mask, float *result,
+                                      int32_t count);
+
+zypStatus zyprDotChangeNorm_32f_IM(const float *const reference[3], const int32_t *mask, float *const normals[3], float *result,
+                                   int32_t count);
+
+/* ---- Spherical harmonics --------------------------------------------------------------------------------------------- */
+
+typedef uint32_t ZyprSHType;
+enum {
+    zyprSHDirect = 0,    /* closed polynomials in double precision; orders 0 to 15 */
+    zyprSHRecurrence = 1 /* band recurrence in single precision, with tables in the state */
+};
+
+/* Lies in a buffer of the size that zyprSHGetSize_32f reports, 8-byte aligned at least. It points into itself, so it cannot be
+ * copied or moved byte by byte. */
+typedef struct ZyprSHState {
+    uint32_t order;
+    ZyprSHType type;
+    float *tableA; /* recurrence only, as is tableB: (order + 1)(order + 2) / 2 floats; band l starts at l (l + 1) / 2 */
+    float *tableB;
+} ZyprSHState;
+
+zypStatus zyprSHGetSize_32f(uint32_t order, ZyprSHType type, uint32_t *size);
+
+zypStatus zyprSHInit_32f(ZyprSHState *state, uint32_t order, ZyprSHType type);
+
+zypStatus zyprSH_32f(const float *x, const float *y, const float *z, int32_t count, float *destination, uint32_t order,
+                     const ZyprSHState *state);
+
+zypStatus zyprSHBand_32f(const float *x, const float *y, const float *z, int32_t count, float *destination, uint32_t band);
+
+zypStatus zyprSHTFwd_32f_C1I(const float *x, const float *y, const float *z, const float *values, int32_t count,
+                             float *coefficients, uint32_t order, const ZyprSHState *state);
+
+zypStatus zyprSHTFwd_32f_C3P3I(const float *x, const float *y, const float *z, const float *values, int32_t count,
+                               float *const coefficients[3], uint32_t order, const ZyprSHState *state);
+
+zypStatus zyprSHTFwd_32f_P3I(const float *x, const float *y, const float *z, const float *const values[3], int32_t count,
+                             float *const coefficients[3], uint32_t order, const ZyprSHState *state);
+
+zypStatus zyprSHTInv_32f_C1(const float *coefficients, uint32_t order, const float *x, const float *y, const float *z,
+                            float *destination, int32_t count, const ZyprSHState *state);
+
+zypStatus zyprSHTInv_32f_P3(const float *const coefficients[3], uint32_t order, const float *x, const float *y, const float *z,
+                            float *const destination[3], int32_t count, const ZyprSHState *state);
+
+zypStatus zyprSHTInv_32f_P3C3(const float *const coefficients[3], uint32_t order, const float *x, const float *y,
+                              const float *z, float *destination, int32_t count, const ZyprSHState *state);
+
+/* ---- Volume records -------------------------------------------------------------------------------------------------- */
+
+typedef struct ZyprVolumeExtent {
+    int32_t width;
+    int32_t height;
+    int32_t depth;
+} ZyprVolumeExtent;
+
+/* Always in the coordinates of the whole volume: a base pointer addresses voxel (0, 0, 0), never the cuboid's first voxel. */
+typedef struct ZyprVoxelCuboid {
+    int32_t x, y, z;
+    int32_t width, height, depth;
+} ZyprVoxelCuboid;
+
+typedef int32_t ZyprInterpolation;
+enum {
+    zyprInterNearest = 1,
+    zyprInterLinear = 2,
+    zyprInterCubicLagrange = 4,
+    zyprInterCubicBSpline = 5,    /* two-parameter cubic family, B = 1, C = 0 */
+    zyprInterCubicCatmullRom = 6, /* B = 0, C = 1/2 */
+    zyprInterCubicBC = 7          /* B = 1/2, C = 3/10 */
+};
+
+/* ---- Volume resize --------------------------------------------------------------------------------------------------- */
+
+zypStatus zyprGetResizeCuboid(const ZyprVoxelCuboid *srcCuboid, ZyprVoxelCuboid *dstCuboid, double xScale, double yScale,
+                              double zScale, double xTranslate, double yTranslate, double zTranslate,
+                              ZyprInterpolation interpolation);
+
+zypStatus zyprResizeGetBufSize(const ZyprVoxelCuboid *srcCuboid, const ZyprVoxelCuboid *dstCuboid, int32_t channels,
+                               ZyprInterpolation interpolation, int32_t *size);
+
+zypStatus zyprResize_8u_C1V(const uint8_t *src, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep, int32_t srcPlaneStep,
+                            const ZyprVoxelCuboid *srcCuboid, uint8_t *dst, int32_t dstRowStep, int32_t dstPlaneStep,
+                            const ZyprVoxelCuboid *dstCuboid, double xScale, double yScale, double zScale, double xTranslate,
+                            double yTranslate, double zTranslate, ZyprInterpolation interpolation, uint8_t *buffer);
+
+zypStatus zyprResize_16u_C1V(const uint16_t *src, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep, int32_t srcPlaneStep,
+                             const ZyprVoxelCuboid *srcCuboid, uint16_t *dst, int32_t dstRowStep, int32_t dstPlaneStep,
+                             const ZyprVoxelCuboid *dstCuboid, double xScale, double yScale, double zScale, double xTranslate,
+                             double yTranslate, double zTranslate, ZyprInterpolation interpolation, uint8_t *buffer);
+
+zypStatus zyprResize_32f_C1V(const float *src, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep, int32_t srcPlaneStep,
+                             const ZyprVoxelCuboid *srcCuboid, float *dst, int32_t dstRowStep, int32_t dstPlaneStep,
+                             const ZyprVoxelCuboid *dstCuboid, double xScale, double yScale, double zScale, double xTranslate,
+                             double yTranslate, double zTranslate, ZyprInterpolation interpolation, uint8_t *buffer);
+
+zypStatus zyprResize_8u_C1PV(const uint8_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                             const ZyprVoxelCuboid *srcCuboid, uint8_t *const *dstPlanes, int32_t dstRowStep,
+                             const ZyprVoxelCuboid *dstCuboid, double xScale, double yScale, double zScale, double xTranslate,
+                             double yTranslate, double zTranslate, ZyprInterpolation interpolation, uint8_t *buffer);
+
+zypStatus zyprResize_16u_C1PV(const uint16_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                              const ZyprVoxelCuboid *srcCuboid, uint16_t *const *dstPlanes, int32_t dstRowStep,
+                              const ZyprVoxelCuboid *dstCuboid, double xScale, double yScale, double zScale, double xTranslate,
+                              double yTranslate, double zTranslate, ZyprInterpolation interpolation, uint8_t *buffer);
+
+zypStatus zyprResize_32f_C1PV(const float *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                              const ZyprVoxelCuboid *srcCuboid, float *const *dstPlanes, int32_t dstRowStep,
+                              const ZyprVoxelCuboid *dstCuboid, double xScale, double yScale, double zScale, double xTranslate,
+                              double yTranslate, double zTranslate, ZyprInterpolation interpolation, uint8_t *buffer);
+
+/* ---- Volume remap ---------------------------------------------------------------------------------------------------- */
+
+zypStatus zyprRemap_8u_C1PV(const uint8_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                            ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
+                            const float *const *zMapPlanes, int32_t mapRowStep, uint8_t *const *dstPlanes, int32_t dstRowStep,
+                            const ZyprVolumeExtent *dstExtent, ZyprInterpolation interpolation);
+
+zypStatus zyprRemap_16u_C1PV(const uint16_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                             ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
+                             const float *const *zMapPlanes, int32_t mapRowStep, uint16_t *const *dstPlanes, int32_t dstRowStep,
+                             const ZyprVolumeExtent *dstExtent, ZyprInterpolation interpolation);
+
+zypStatus zyprRemap_32f_C1PV(const float *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                             ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
+                             const float *const *zMapPlanes, int32_t mapRowStep, float *const *dstPlanes, int32_t dstRowStep,
+                             const ZyprVolumeExtent *dstExtent, ZyprInterpolation interpolation);
+
+/* ---- Volume warp ----------------------------------------------------------------------------------------------------- */
+
+zypStatus zyprWarpAffineGetBufSize(const ZyprVoxelCuboid *srcRegion, const ZyprVoxelCuboid *dstRegion, int32_t channels,
+                                   ZyprInterpolation interpolation, int32_t *size);
+
+zypStatus zyprWarpAffine_8u_C1PV(const uint8_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                                 ZyprVoxelCuboid *srcRegion, uint8_t *const *dstPlanes, int32_t dstRowStep,
+                                 const ZyprVoxelCuboid *dstRegion, const double *affineMatrix, ZyprInterpolation interpolation);
+
+zypStatus zyprWarpAffine_16u_C1PV(const uint16_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                                  ZyprVoxelCuboid *srcRegion, uint16_t *const *dstPlanes, int32_t dstRowStep,
+                                  const ZyprVoxelCuboid *dstRegion, const double *affineMatrix,
+                                  ZyprInterpolation interpolation);
+
+zypStatus zyprWarpAffine_32f_C1PV(const float *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                                  ZyprVoxelCuboid *srcRegion, float *const *dstPlanes, int32_t dstRowStep,
+                                  const ZyprVoxelCuboid *dstRegion, const double *affineMatrix,
+                                  ZyprInterpolation interpolation);
+
+/* ---- Volume filter --------------------------------------------------------------------------------------------------- */
+
+zypStatus zyprFilterGetBufSize(const ZyprVolumeExtent *dstExtent, const ZyprVolumeExtent *kernelExtent, int32_t channels,
+                               int32_t *size);
+
+zypStatus zyprFilter_16s_C1PV(const int16_t *const *srcPlanes, int32_t srcRowStep, int16_t *const *dstPlanes,
+                              int32_t dstRowStep, const ZyprVolumeExtent *dstExtent, const int32_t *kernelTaps,
+                              const ZyprVolumeExtent *kernelExtent, const int32_t *tapOrigin, int32_t divisor, uint8_t *buffer);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZYPR_H */

@@ -1,0 +1,100 @@
+#include "support/core_probe.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <map>
+#include <mutex>
+
+#include "zypcore.h"
+
+namespace zypr::test {
+
+std::atomic<int32_t> CoreProbe::threads{1};
+std::atomic<int32_t> CoreProbe::threadQueries{0};
+std::atomic<int32_t> CoreProbe::cacheSize{32 << 20};
+std::atomic<int32_t> CoreProbe::cacheStatus{0};
+std::atomic<int32_t> CoreProbe::cacheQueries{0};
+std::atomic<int32_t> CoreProbe::failingAllocation{-1};
+std::atomic<bool> CoreProbe::failsFromThere{false};
+
+namespace {
+
+std::mutex recordsMutex;
+std::vector<int32_t> requestedSizes;
+std::map<void *, int32_t> live;
+
+} // namespace
+
+void CoreProbe::reset() {
+    threads = 1;
+    threadQueries = 0;
+    cacheSize = 32 << 20;
+    cacheStatus = 0;
+    cacheQueries = 0;
+    failingAllocation = -1;
+    failsFromThere = false;
+    const std::lock_guard lock(recordsMutex);
+    requestedSizes.clear();
+    live.clear();
+}
+
+std::vector<int32_t> CoreProbe::requests() {
+    const std::lock_guard lock(recordsMutex);
+    return requestedSizes;
+}
+
+int32_t CoreProbe::liveBlocks() {
+    const std::lock_guard lock(recordsMutex);
+    return static_cast<int32_t>(live.size());
+}
+
+std::vector<int32_t> CoreProbe::liveSizes() {
+    const std::lock_guard lock(recordsMutex);
+    std::vector<int32_t> sizes;
+    for (const auto &[block, size] : live) sizes.push_back(size);
+    return sizes;
+}
+
+CoreProbeScope::~CoreProbeScope() {
+    EXPECT_EQ(CoreProbe::liveBlocks(), 0) << "a block of the library was not released";
+    CoreProbe::reset();
+}
+
+} // namespace zypr::test
+
+using zypr::test::CoreProbe;
+
+extern "C" {
+
+void *zypMalloc(int32_t bytes) {
+    const std::lock_guard lock(zypr::test::recordsMutex);
+    const auto number = static_cast<int32_t>(zypr::test::requestedSizes.size());
+    zypr::test::requestedSizes.push_back(bytes);
+    if (bytes < 1 || number == CoreProbe::failingAllocation) return nullptr;
+    if (CoreProbe::failsFromThere && CoreProbe::failingAllocation >= 0 && number > CoreProbe::failingAllocation) return nullptr;
+    void *block = std::aligned_alloc(64, (static_cast<size_t>(bytes) + 63) / 64 * 64);
+    if (block != nullptr) zypr::test::live[block] = bytes;
+    return block;
+}
+
+void zypFree(void *block) {
+    const std::lock_guard lock(zypr::test::recordsMutex);
+    zypr::test::live.erase(block);
+    std::free(block);
+}
+
+int32_t ownGetNumThreads(void) {
+    ++CoreProbe::threadQueries;
+    return CoreProbe::threads;
+}
+
+int32_t zypGetMaxCacheSizeB(int32_t *size) {
+    ++CoreProbe::cacheQueries;
+    if (CoreProbe::cacheStatus == 0) *size = CoreProbe::cacheSize;
+    return CoreProbe::cacheStatus;
+}
+
+uint64_t zypGetEnabledCpuFeatures(void) { return zypCpuAVX2 | zypCpuFMA; }
+
+} // extern "C"
