@@ -15,6 +15,7 @@ std::atomic<int32_t> CoreProbe::threadQueries{0};
 std::atomic<int32_t> CoreProbe::cacheSize{32 << 20};
 std::atomic<int32_t> CoreProbe::cacheStatus{0};
 std::atomic<int32_t> CoreProbe::cacheQueries{0};
+std::atomic<uint64_t> CoreProbe::features{zypCpuAVX2 | zypCpuFMA};
 std::atomic<int32_t> CoreProbe::failingAllocation{-1};
 std::atomic<bool> CoreProbe::failsFromThere{false};
 
@@ -32,6 +33,7 @@ void CoreProbe::reset() {
     cacheSize = 32 << 20;
     cacheStatus = 0;
     cacheQueries = 0;
+    features = zypCpuAVX2 | zypCpuFMA;
     failingAllocation = -1;
     failsFromThere = false;
     const std::lock_guard lock(recordsMutex);
@@ -95,6 +97,6 @@ int32_t zypGetMaxCacheSizeB(int32_t *size) {
     return CoreProbe::cacheStatus;
 }
 
-uint64_t zypGetEnabledCpuFeatures(void) { return zypCpuAVX2 | zypCpuFMA; }
+uint64_t zypGetEnabledCpuFeatures(void) { return CoreProbe::features; }
 
 } // extern "C"

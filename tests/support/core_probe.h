@@ -16,6 +16,7 @@ struct CoreProbe {
     static std::atomic<int32_t> cacheSize;     // what zypGetMaxCacheSizeB stores; default 32 MiB
     static std::atomic<int32_t> cacheStatus;   // and returns; default 0
     static std::atomic<int32_t> cacheQueries;
+    static std::atomic<uint64_t> features;         // what zypGetEnabledCpuFeatures answers; default AVX2 and FMA
     static std::atomic<int32_t> failingAllocation; // the number of the request that gets null, from 0; default -1, none
     static std::atomic<bool> failsFromThere;       // and all later ones too; default false
 

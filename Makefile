@@ -1,0 +1,44 @@
+# The jobs of the project. Each sets up what it needs, builds and runs, alone on a fresh Debian machine.
+#   make demo      traces pictures of a real mesh into build/demo
+#   make test      builds everything and passes all tests
+#   make bench     measures every export, beside scalar models and peers
+#   make coverage  writes the tests' coverage report to build/coverage/report
+#   make format    formats the sources
+
+.PHONY: all demo test bench coverage format
+export CMAKE_BUILD_PARALLEL_LEVEL ?= $(shell nproc)
+
+all:
+	scripts/setup.sh build
+	cmake -S . -B build/library
+	cmake --build build/library
+
+demo:
+	scripts/setup.sh demo
+	cmake --preset demo
+	cmake --build --preset demo
+	scripts/demo.sh build/demo-program/bin build/demo
+
+test:
+	scripts/setup.sh test
+	cmake --preset release
+	cmake --build --preset release
+	ctest --test-dir build/release --output-on-failure -j 2
+
+bench:
+	scripts/setup.sh bench
+	cmake --preset release
+	cmake --build --preset release
+	scripts/bench.sh build/release/bin build/bench
+
+coverage:
+	scripts/setup.sh coverage
+	cmake --preset coverage
+	cmake --build --preset coverage
+	ctest --test-dir build/coverage --output-on-failure
+	mkdir -p build/coverage/report
+	gcovr --root . --filter src/ --filter core/ --object-directory build/coverage --html-details build/coverage/report/index.html \
+	  --print-summary
+
+format:
+	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs into an empty prefix and builds the C and the C++ consumer with the CMake package and with pkg-config:
+# run.sh BUILD_DIR WORK_DIR
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+build=$1 work=$2
+rm -rf "$work"
+mkdir -p "$work"
+cmake --install "$build" --prefix "$work/prefix" >"$work/install.log"
+
+cmake -S "$here" -B "$work/package" -DCMAKE_PREFIX_PATH="$work/prefix" >"$work/package.log"
+cmake --build "$work/package" >>"$work/package.log"
+"$work/package/consumer_c"
+"$work/package/consumer_cpp"
+
+library=$(dirname "$(find "$work/prefix" -name libzyprl9.so)")
+export PKG_CONFIG_PATH="$library/pkgconfig"
+cc -std=c99 -Wall -Wextra -Werror "$here/consumer.c" -o "$work/consumer_c" $(pkg-config --cflags --libs zypr)
+c++ -std=c++17 -Wall -Wextra -Werror "$here/consumer.cpp" -o "$work/consumer_cpp" $(pkg-config --cflags --libs zypr)
+LD_LIBRARY_PATH="$library" "$work/consumer_c"
+LD_LIBRARY_PATH="$library" "$work/consumer_cpp"
+echo "four consumers built and ran"
