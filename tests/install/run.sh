@@ -20,3 +20,9 @@ c++ -std=c++17 -Wall -Wextra -Werror "$here/consumer.cpp" -o "$work/consumer_cpp
 LD_LIBRARY_PATH="$library" "$work/consumer_c"
 LD_LIBRARY_PATH="$library" "$work/consumer_cpp"
 echo "four consumers built and ran"
+
+# The library loads on a processor without AVX2, and the application can tell.
+if command -v qemu-x86_64 >/dev/null; then
+  LD_LIBRARY_PATH="$library" qemu-x86_64 -cpu Nehalem "$work/consumer_c" | grep -q "no AVX2"
+  echo "the C consumer ran on an older processor"
+fi
