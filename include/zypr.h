@@ -198,23 +198,86 @@ zypStatus zyprSurfSmoothNormal_32f(const float *vertexNormals, const int32_t *in
 
 /* ---- Masked arithmetic ----------------------------------------------------------------------------------------------- */
 
+/* One value per ray in each array: `count` packed floats, and `count` mask words that are never written. Arrays and planes
+ * may lie anywhere; an output may be the very array that an input is, but must not overlap one in part. A mask word is read
+ * in one of two ways, which each function names:
+ *
+ *   sign mask   an element is selected when its word isn't negative. Only the sign bit counts.
+ *   bit mask    the bits that are set in the word are cleared in the result: 0 keeps it, -1 makes it +0.0, 1 clears its
+ *               lowest bit, 0x80000000 makes it positive. A group of eight (elements 8k to 8k + 7) whose words are all
+ *               negative becomes +0.0 whatever the words' other bits; the last count % 8 elements are never taken for such a
+ *               group.
+ *
+ * None of these functions refuses a count. One of 0 does nothing, nor does a negative one under the sign mask. Under the
+ * bit mask a negative count stands for count & 7 elements (count & 15 for zyprDiv_32f_C1IM), which are handled as such a count
+ * would have them. Planes inside a triple are not checked. Where no path is named, results are the same for every
+ * alignment. */
+
+/* values[i] = (values[i] x factor[i]) x 1.0 where the sign mask selects, x 0.0 elsewhere: an unselected element becomes a
+ * zero with the sign of its product, or NaN if the product is infinite or NaN.
+ * Checks nothing and returns zypStsNoErr; no array is touched when count is below 1. Exact on every processor. */
 zypStatus zyprMul_32f_C1IM(const float *factor, const int32_t *mask, float *values, int32_t count);
 
+/* values[c][i] = factor[i] x values[c][i] under the bit mask, for the three planes. Of a group of eight negative words
+ * nothing but the mask is read. Checks factor, mask, values: zypStsNullPtrErr, with nothing written. Exact on every
+ * processor. */
 zypStatus zyprMul_32f_C1P3IM(const float *factor, const int32_t *mask, float *const values[3], int32_t count);
 
+/* values[i] = values[i] / factor[i] under the bit mask.
+ * The quotient n / d is made of the processor's reciprocal estimate: with r = estimate(1 / d), q0 = r n and e = fused(1 - d
+ * r), it is fused(fused(q0 e + q0) e + q0), good to about 1e-7. It carries the processor's estimate. Infinite operands, and
+ * divisors so small that their estimate is infinite, mostly give NaN.
+ *   divisor +0.0   an infinity of n's sign, or the word 0x7FBFFFFF where n is a zero or NaN; and the call returns
+ *                  zypStsDivByZeroWrn, with all results written.
+ *   divisor -0.0   +0.0 among the first count - count % 16 elements, -0.0 behind them; no warning.
+ * The mask applies to these too. A divisor of +0.0 warns even where its word clears the result, but not in a group of eight
+ * negative words that comes behind the last whole sixteen. Among the whole sixteens, groups of eight negative words are
+ * treated as any other.
+ * Checks factor, values: zypStsNullPtrErr, with nothing written; the mask isn't checked. */
 zypStatus zyprDiv_32f_C1IM(const float *factor, const int32_t *mask, float *values, int32_t count);
 
+/* result[i] = left . right under the bit mask, summed as fused(l2 r2 + fused(l0 r0 + l1 r1)). Of a group of eight negative
+ * words nothing but the mask is read. Checks left, right, mask, result: zypStsNullPtrErr, with nothing written. Exact on
+ * every processor. */
 zypStatus zyprDot_32f_P3C1M(const float *const left[3], const float *const right[3], const int32_t *mask, float *result,
                             int32_t count);
 
+/* accumulator[c][i] += scale[c] x factor[c][i] x weight[i] where the sign mask selects, for the three planes; scale is three
+ * floats.
+ * The rounding depends on the path that an element takes:
+ *   aligned   when weight, mask and the accumulator planes are 16-byte aligned and count is a multiple of 4: fused((factor x
+ *             weight) x scale + accumulator). Unselected elements keep their bits.
+ *   general   otherwise. If weight is 4-byte aligned, let P be the elements in front of its first multiple of 32 bytes; if P
+ *             + 16 elements or more are there, whole groups of eight from P on take vector steps: ((scale x factor) x
+ *             weight) + accumulator, every operation rounded, and with +0.0 added where an element isn't selected, which
+ *             turns -0.0 into +0.0. All other elements: fused((scale x factor) x weight + accumulator), and unselected ones
+ *             keep their bits.
+ * So neighbours may differ in the last bit. Arrays aligned to 16 bytes and a count padded to a multiple of 4 have one rounding
+ * throughout.
+ * Checks weight, factor, mask, accumulator: zypStsNullPtrErr, with nothing written; scale isn't checked, and not read when
+ * count is below 1. Exact on every processor. */
 zypStatus zyprAddMulMul_32f_AC1P3IM(const float *scale, const float *weight, const float *const factor[3], const int32_t *mask,
                                     float *const accumulator[3], int32_t count);
 
 /* ---- Attenuation and turned normals ---------------------------------------------------------------------------------- */
 
+/* result[i] = the distance of positions[.][i] from `point` (three floats), or 1.0 where that is below 1; 1.0 where the sign
+ * mask doesn't select. The squared distance is s = fused(dz dz + fused(dx dx + dy dy)); its root depends on the path:
+ *   aligned   when result, mask and the positions' planes are 16-byte aligned and count is a multiple of 4: the true root;
+ *             1.0 for a NaN.
+ *   general   otherwise, split as in zyprAddMulMul_32f_AC1P3IM with `result` in the place of weight. Vector steps take the
+ *             processor's estimate r of 1 / root(s), and a = s r, to (a (a r - 3)) x -0.5: good to about 1e-6, NaN for a NaN
+ *             and where s is infinite, and possibly just below 1. The other elements take the true root, and NaN for a NaN.
+ * Unselected positions are not read. Checks positions, mask, result: zypStsNullPtrErr, with nothing written; point isn't
+ * checked, and not read when count is below 1. Nothing is done then. Vector steps carry the processor's estimate. */
 zypStatus zyprDistAttenuationSO_32f_M(const float *point, const float *const positions[3], const int32_t *mask, float *result,
                                       int32_t count);
 
+/* Turns normals so that they don't face their references: with d = reference . normal, summed as in zyprDot_32f_P3C1M, a
+ * normal with d above 0 is negated in place and the result is -d; any other keeps its bits and the result is d (NaN
+ * included). Where the sign mask doesn't select, the normal stays and the result is +0.0; nothing but the mask is read.
+ * Checks reference, mask, normals, result: zypStsNullPtrErr, with nothing written. A count below 1 does nothing. Exact on
+ * every processor, and the same for every alignment. */
 zypStatus zyprDotChangeNorm_32f_IM(const float *const reference[3], const int32_t *mask, float *const normals[3], float *result,
                                    int32_t count);
 

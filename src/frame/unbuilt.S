@@ -3,14 +3,9 @@
 #define ZYPR_UNBUILT(name) .globl front_##name; .hidden front_##name; .type front_##name, @function; front_##name:
         .text
         .balign 16
-ZYPR_UNBUILT(zyprAddMulMul_32f_AC1P3IM)
 ZYPR_UNBUILT(zyprCastEye_32f)
 ZYPR_UNBUILT(zyprCastReflectionRay_32f)
 ZYPR_UNBUILT(zyprCastShadowSO_32f)
-ZYPR_UNBUILT(zyprDistAttenuationSO_32f_M)
-ZYPR_UNBUILT(zyprDiv_32f_C1IM)
-ZYPR_UNBUILT(zyprDotChangeNorm_32f_IM)
-ZYPR_UNBUILT(zyprDot_32f_P3C1M)
 ZYPR_UNBUILT(zyprFilterGetBufSize)
 ZYPR_UNBUILT(zyprFilter_16s_C1PV)
 ZYPR_UNBUILT(zyprGetResizeCuboid)
@@ -20,8 +15,6 @@ ZYPR_UNBUILT(zyprIntersectAnySO_32f)
 ZYPR_UNBUILT(zyprIntersectEyeSO_32f)
 ZYPR_UNBUILT(zyprIntersectMO_32f)
 ZYPR_UNBUILT(zyprIntersectMultipleSO_32f)
-ZYPR_UNBUILT(zyprMul_32f_C1IM)
-ZYPR_UNBUILT(zyprMul_32f_C1P3IM)
 ZYPR_UNBUILT(zyprRemap_16u_C1PV)
 ZYPR_UNBUILT(zyprRemap_32f_C1PV)
 ZYPR_UNBUILT(zyprRemap_8u_C1PV)

@@ -1,0 +1,48 @@
+// Walking arrays in groups of eight elements. A group's arithmetic is written once, over the lanes that take part: all eight,
+// or those that a mask names, at the end of an array or where only some elements are selected.
+#pragma once
+
+#include <cstddef>
+
+#include "simd/vector.h"
+
+namespace zypr {
+
+struct AllLanes {
+    Float8 load(const float *p) const { return zypr::load<8>(p); }
+    Int8 load(const int32_t *p) const { return zypr::load<8>(p); }
+    void store(float *p, Float8 a) const { zypr::store(p, a); }
+    Mask8 among(Mask8 lanes) const { return lanes; }
+};
+
+// Lanes outside the mask read as zero and touch no memory.
+struct SomeLanes {
+    Mask8 lanes;
+
+    Float8 load(const float *p) const { return zypr::load(p, lanes); }
+    Int8 load(const int32_t *p) const { return zypr::load(p, lanes); }
+    void store(float *p, Float8 a) const { zypr::store(p, lanes, a); }
+    Mask8 among(Mask8 others) const { return lanes & others; }
+};
+
+// Calls group(i, lanes) for every eight elements of [begin, end), and once more for what is left of them.
+template <class Group> [[gnu::always_inline]] inline void forGroups(ptrdiff_t begin, ptrdiff_t end, Group group) {
+    ptrdiff_t i = begin;
+    for (; end - i >= 8; i += 8) group(i, AllLanes{});
+    if (i < end) group(i, SomeLanes{firstLanes<8>(static_cast<int32_t>(end - i))});
+}
+
+// The sign mask: an element is selected when its word isn't negative.
+template <class Lanes> Mask8 selectedAmong(Lanes lanes, const int32_t *words) {
+    return lanes.among(lanes.load(words) > broadcast<8>(-1));
+}
+
+// Calls body(lanes) with the selected lanes, and not at all where there is none.
+template <class Body> [[gnu::always_inline]] inline void withSelected(Mask8 selected, Body body) {
+    if (all(selected))
+        body(AllLanes{});
+    else if (any(selected))
+        body(SomeLanes{selected});
+}
+
+} // namespace zypr
