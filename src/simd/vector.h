@@ -215,6 +215,18 @@ template <int N> Ints<N> select(Mask<N> m, Ints<N> yes, Ints<N> no) {
     return bitsOf(select(m, floatsOf<N>(yes), floatsOf<N>(no)));
 }
 
+template <int N> Mask<N> allLanes() { return {typename Registers<N>::Int{} == 0}; }
+
+// The lanes whose bit is set, lane 0 lowest.
+template <int N> Mask<N> maskOfBits(unsigned bits) {
+    Ints<N> lane;
+    if constexpr (N == 4)
+        lane = {int4Register{1, 2, 4, 8}};
+    else
+        lane = {int8Register{1, 2, 4, 8, 16, 32, 64, 128}};
+    return (broadcast<N>(static_cast<int32_t>(bits)) & lane) == lane;
+}
+
 // The first `count` lanes; all of them from N on, none below 1.
 template <int N> Mask<N> firstLanes(int32_t count) { return broadcast<N>(count) > laneNumbers<N>(); }
 
@@ -237,6 +249,11 @@ inline Float8 toFloat(Int8 a) { return {_mm256_cvtepi32_ps(raw(a))}; }
 inline Float4 low(Float8 a) { return {_mm256_castps256_ps128(a.v)}; }
 inline Float4 high(Float8 a) { return {_mm256_extractf128_ps(a.v, 1)}; }
 inline Float8 joined(Float4 lowHalf, Float4 highHalf) { return {_mm256_set_m128(highHalf.v, lowHalf.v)}; }
+inline Int4 low(Int8 a) { return bitsOf(low(floatsOf(a))); }
+inline Int4 high(Int8 a) { return bitsOf(high(floatsOf(a))); }
+inline Int8 joined(Int4 lowHalf, Int4 highHalf) { return bitsOf(joined(floatsOf(lowHalf), floatsOf(highHalf))); }
+inline Mask4 low(Mask8 a) { return maskOf(low(bitsOf(a))); }
+inline Mask4 high(Mask8 a) { return maskOf(high(bitsOf(a))); }
 
 // ---- Four doubles -------------------------------------------------------------------------------------------------------
 
