@@ -171,28 +171,90 @@ zypStatus zyprIntersectMultipleSO_32f(const float *origin, const float *const di
 
 /* ---- Casting --------------------------------------------------------------------------------------------------------- */
 
+/* Nothing here normalises a vector: lengths stay as the arithmetic gives them, and queries measure distances in units of the
+ * direction's length. All results are exact on every processor, and the alignment of arrays plays no part. A count, width or
+ * height below 1 does nothing and gives zypStsNoErr, after the checks. */
+
+/* Directions through one block of an image plane: planeBase, columnStep and rowStep are three floats each, the direction
+ * through pixel (0, 0) of the image and the steps from a column and a row to the next. The bundle starts at pixel (X, Y) =
+ * (blockX x blockSize.width, blockY x blockSize.height), so that tiles of an image get the rays of the whole image. For each
+ * component
+ *     rowStart = fused(X x columnStep + fused(Y x rowStep + planeBase)), direction = fused(column x columnStep + rowStart),
+ * and after each row rowStart = rowStart + rowStep: columns are products, rows are repeated sums.
+ *
+ * X and Y are formed as 32-bit integers, which wrap, and are then converted to float. `size` is the bundle that is written,
+ * width x height floats in each plane of `direction`; it need not equal blockSize.
+ * Checked: direction (zypStsNullPtrErr). */
 zypStatus zyprCastEye_32f(const float *planeBase, const float *columnStep, const float *rowStep, int32_t blockX, int32_t blockY,
                           ZyprBundleSize blockSize, float *const direction[3], ZyprBundleSize size);
 
+/* reflected = i - 2 (i . n) n for `count` rays; three zeros where the rayMask word is negative. With s = dot + dot, each
+ * component is fused(i - s x n). The dot product's order depends on the count:
+ *     a multiple of 4     fused(iz nz + fused(ix nx + iy ny)), the innermost product rounded
+ *     any other           fused(ix nx + fused(iy ny + iz nz)), likewise
+ * so the same ray may differ in the last bit. `reflected` may be `incident` or `normal`.
+ * Checked, in order: incident, rayMask, normal, reflected (zypStsNullPtrErr). */
 zypStatus zyprCastReflectionRay_32f(const float *const incident[3], const int32_t *rayMask, const float *const normal[3],
                                     float *const reflected[3], int32_t count);
 
+/* For `count` hit points, the vectors d = point - light from one light (three floats) to the points, as zyprIntersectAnySO_32f
+ * wants them, and which points can be lit. With dot = fused(dz nz + fused(dx nx + dy ny)), the innermost product rounded, a
+ * point is lit where its rayMask word is not negative, |dot| is at least 0.0017453292 and facing x dot, rounded, is above 0.
+ * `facing` carries, by its sign, the side of the surface that the viewer is on: with the dot product of the eye ray and the
+ * normal there, light and viewer have to be on one side.
+ *     lit         shadow = d, lightDot = |dot|
+ *     not lit     shadow = (0, 0, 0), lightDot = 0, and the rayMask word becomes -1
+ *
+ * Sharp edge: in the whole groups of eight that the arrays begin with, the words of lit points are converted to float and back,
+ * which changes values above 16777216 (0x7FFFFFFF becomes 0x80000000), and negative words become -1. In the up to seven
+ * remaining elements lit words and negative words keep their values.
+ * `shadow` may be `point`. Checked, in order: facing, normal, point, rayMask, shadow, lightDot (zypStsNullPtrErr); not light.
+ */
 zypStatus zyprCastShadowSO_32f(const float *light, const float *facing, const float *const normal[3],
                                const float *const point[3], int32_t *rayMask, float *lightDot, float *const shadow[3],
                                int32_t count);
 
 /* ---- Hit geometry ---------------------------------------------------------------------------------------------------- */
 
+/* A count below 1 does nothing and gives zypStsNoErr, after the checks. Triangle and vertex numbers are trusted; nothing is
+ * read for a triangle number below 0. */
+
+/* hit = fused(eps x (rayDist x direction) + origin) for each component of `count` rays, the product in brackets rounded. An eps
+ * slightly below 1 pulls the points off the surface, towards the origin. M0 takes one origin per ray, S0 three floats for all.
+ * Exact on every processor; alignment plays no part. `hit` may be `direction` or `origin`.
+ *
+ * Sharp edge: the bits that are set in a rayMask word are cleared in the point's components, so that 0 keeps the point and -1
+ * gives zeros. But a whole group of eight, counted from the arrays' start, whose words are all negative gets plain points,
+ * computed from whatever rayDist holds. The up to seven remaining elements never make such a group.
+ * Checked, in order: rayDist, rayMask, direction, hit, and origin by M0 only (zypStsNullPtrErr). */
 zypStatus zyprHitPoint3DEpsM0_32f_M(const float *const origin[3], const float *const direction[3], const float *rayDist,
                                     const int32_t *rayMask, float *const hit[3], int32_t count, float eps);
 
 zypStatus zyprHitPoint3DEpsS0_32f_M(const float *origin, const float *const direction[3], const float *rayDist,
                                     const int32_t *rayMask, float *const hit[3], int32_t count, float eps);
 
+/* The unit normal of each of `count` triangles, packed, three floats each: the direction of (P0 - P2) x (P1 - P2), computed in
+ * double precision and rounded once. Zeros where the square of the product's length is below 2.220446049250313e-16. Exact on
+ * every processor. Long arrays are shared out to as many threads as ownGetNumThreads says; the result does not depend on it.
+ * Checked, in order: vertices, triangles, normals (zypStsNullPtrErr). */
 zypStatus zyprTriangleNormal_32f(const float *vertices, const int32_t *triangles, float *normals, int32_t count);
 
+/* For `count` rays, the packed normal of the triangle that each hit, put into the three planes of `surface`; three zeros for a
+ * negative triangle number. Bits are copied unchanged. Alignment plays no part.
+ * Checked, in order: normals, rayTriangle (zypStsNullPtrErr); not surface. */
 zypStatus zyprSurfFlatNormal_32f(const float *normals, const int32_t *rayTriangle, float *const surface[3], int32_t count);
 
+/* For `count` rays, the unit normal interpolated from packed vertex normals; three zeros for a negative triangle number. The
+ * vertex numbers of triangle t are the three ints at indices[t x indexStride]: 4 for an array of triangle records. With
+ * u = rayBary[0], v = rayBary[1], w = 1 - u - v,
+ *     m = fused(w x N2 + fused(v x N1 + u x N0)), the innermost product rounded, l = fused(mz mz + fused(mx mx + my my)),
+ * the result is m / sqrt(l), or zeros where l is below 1.1920929e-7: exact on every processor.
+ *
+ * When `vertexNormals`, `indices`, `rayTriangle`, both arrays of `rayBary` and the three planes all start at multiples of 16
+ * bytes and count is a multiple of 4, the result is m x ((-0.5 r) x (l x (r x r) - 3)) with r the processor's estimate of
+ * 1 / sqrt(l): it may differ in the last bits, from the other form and between processors. Where l is at most 1.1920929e-7 it
+ * is zeros with the signs of m.
+ * Checked, in order: vertexNormals, indices, rayTriangle, rayBary, surface (zypStsNullPtrErr). */
 zypStatus zyprSurfSmoothNormal_32f(const float *vertexNormals, const int32_t *indices, const int32_t *rayTriangle,
                                    const float *const rayBary[2], float *const surface[3], int32_t count, int32_t indexStride);
 

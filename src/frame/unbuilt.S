@@ -3,13 +3,8 @@
 #define ZYPR_UNBUILT(name) .globl front_##name; .hidden front_##name; .type front_##name, @function; front_##name:
         .text
         .balign 16
-ZYPR_UNBUILT(zyprCastEye_32f)
-ZYPR_UNBUILT(zyprCastReflectionRay_32f)
-ZYPR_UNBUILT(zyprCastShadowSO_32f)
 ZYPR_UNBUILT(zyprFilterGetBufSize)
 ZYPR_UNBUILT(zyprFilter_16s_C1PV)
-ZYPR_UNBUILT(zyprHitPoint3DEpsM0_32f_M)
-ZYPR_UNBUILT(zyprHitPoint3DEpsS0_32f_M)
 ZYPR_UNBUILT(zyprRemap_16u_C1PV)
 ZYPR_UNBUILT(zyprRemap_32f_C1PV)
 ZYPR_UNBUILT(zyprRemap_8u_C1PV)
@@ -30,9 +25,6 @@ ZYPR_UNBUILT(zyprSHTInv_32f_C1)
 ZYPR_UNBUILT(zyprSHTInv_32f_P3)
 ZYPR_UNBUILT(zyprSHTInv_32f_P3C3)
 ZYPR_UNBUILT(zyprSH_32f)
-ZYPR_UNBUILT(zyprSurfFlatNormal_32f)
-ZYPR_UNBUILT(zyprSurfSmoothNormal_32f)
-ZYPR_UNBUILT(zyprTriangleNormal_32f)
 ZYPR_UNBUILT(zyprWarpAffineGetBufSize)
 ZYPR_UNBUILT(zyprWarpAffine_16u_C1PV)
 ZYPR_UNBUILT(zyprWarpAffine_32f_C1PV)
