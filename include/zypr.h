@@ -345,6 +345,17 @@ zypStatus zyprDotChangeNorm_32f_IM(const float *const reference[3], const int32_
 
 /* ---- Spherical harmonics --------------------------------------------------------------------------------------------- */
 
+/* The real orthonormal basis on the unit sphere, with the Condon-Shortley phase. For band l and -l <= m <= l:
+ *     Y(l, m) = (-1)^|m| s K(l, |m|) D(l, |m|)(z) T(m)(x, y)
+ *     K(l, k) = sqrt((2 l + 1) / 4 pi (l - k)! / (l + k)!)        s = 1 for m = 0, sqrt(2) otherwise
+ *     D(l, k) = the k-th derivative of the Legendre polynomial of degree l
+ *     T(m)    = the real (m >= 0) or imaginary (m < 0) part of (x + i y)^|m|
+ * Points are not normalised: off the sphere the result is the value of that polynomial. A basis block holds the (order + 1)^2
+ * functions of bands 0 to order at one point, (l, m) at index l l + l + m.
+ *
+ * Arrays need no alignment beyond that of their elements, except that an inverse transform's order of summation depends on the
+ * address of its coefficients. Outputs must not overlap inputs. Results are the same on every processor. */
+
 typedef uint32_t ZyprSHType;
 enum {
     zyprSHDirect = 0,    /* closed polynomials in double precision; orders 0 to 15 */
@@ -360,15 +371,39 @@ typedef struct ZyprSHState {
     float *tableB;
 } ZyprSHState;
 
+/* The size of a state in bytes: 16 for a direct one, (((order + 1)(order + 2) / 2 x 8 + 30) & ~31) + 32 for a recurrence,
+ * formed in 32 bits. A recurrence state may be of an order above 15; it is evaluated up to 15. Checks: size null
+ * (zypStsNullPtrErr); direct and order above 15 (zypStsSizeErr); unknown type (zypStsSHRangeErr). */
 zypStatus zyprSHGetSize_32f(uint32_t order, ZyprSHType type, uint32_t *size);
 
+/* Fills a state of the reported size; every byte of it is written. A filled state is never written again, so that one can serve
+ * any number of threads. A direct state is the first 16 bytes of a ZyprSHState: its table fields are not to be used.
+ * Checks: state null (zypStsNullPtrErr); direct and order above 15 (zypStsSizeErr); unknown type, or an order above 32766,
+ * whose size 32 bits can't hold (zypStsSHRangeErr). */
 zypStatus zyprSHInit_32f(ZyprSHState *state, uint32_t order, ZyprSHType type);
 
+/* Writes the blocks of `count` points one after the other, by the state's evaluator. The recurrence is exact to the bit by
+ * definition. The direct form computes in double precision from squares rounded to single precision, and rounds each result
+ * once. Bands 0 to `order` are written; a state serves every order up to its own. A negative count does nothing and is no
+ * error. Checks: x, y, z, destination or state null (zypStsNullPtrErr); count 0 (zypStsSizeErr); order above the state's,
+ * unknown type of the state, order above 15 (all zypStsSHRangeErr). */
 zypStatus zyprSH_32f(const float *x, const float *y, const float *z, int32_t count, float *destination, uint32_t order,
                      const ZyprSHState *state);
 
+/* Writes the 2 band + 1 functions of one band at each point, by the direct form, without a state. A negative count does nothing
+ * and is no error.
+ * Checks: x, y, z or destination null (zypStsNullPtrErr); band above 15 (zypStsSHRangeErr); count 0 (zypStsSizeErr). */
 zypStatus zyprSHBand_32f(const float *x, const float *y, const float *z, int32_t count, float *destination, uint32_t band);
 
+/* Forward transforms: for each point in order, and each channel in order, coefficients[k] += value x basis[k] for the
+ * (order + 1)^2 functions, product and sum rounded separately. A value of zero adds +0.0 whatever the basis holds. Nothing is
+ * cleared, weighted or normalised: start from zeroed vectors, and put the points' solid angles into the values.
+ *     C1I    one array of values into one vector
+ *     C3P3I  interleaved triples into three vectors
+ *     P3I    three arrays of values into three vectors
+ * A negative count does nothing and is no error. Checks, here and for the inverse transforms: any pointer null, those inside
+ * pointer arrays included (zypStsNullPtrErr); count 0 (zypStsSizeErr); order above the state's, or above 15 (zypStsSHRangeErr,
+ * for negative counts too). */
 zypStatus zyprSHTFwd_32f_C1I(const float *x, const float *y, const float *z, const float *values, int32_t count,
                              float *coefficients, uint32_t order, const ZyprSHState *state);
 
@@ -378,6 +413,14 @@ zypStatus zyprSHTFwd_32f_C3P3I(const float *x, const float *y, const float *z, c
 zypStatus zyprSHTFwd_32f_P3I(const float *x, const float *y, const float *z, const float *const values[3], int32_t count,
                              float *const coefficients[3], uint32_t order, const ZyprSHState *state);
 
+/* Inverse transforms: at each point the dot product of the basis with each channel's coefficient vector, of L = (order + 1)^2
+ * terms, each product rounded. C1 writes one array, P3 three, P3C3 interleaved triples. With p the number of elements from the
+ * vector's start to its next multiple of 32 bytes, the terms are summed
+ *   - in index order from 0, if L is below 16 or below p + 16, or if the vector's address is no multiple of 4;
+ *   - else the first p in order into lane 0 of the first of four accumulators of four lanes, 0 to 3; blocks of 16 into the
+ *     accumulators, lane by lane; (0 + 2) + (1 + 3), then lanes 0, 1 plus 2, 3, then the remaining two; a block of 8, if there
+ *     are 8 left, likewise into two accumulators, the first starting at the sum so far in lane 0; the rest in order.
+ * Checks and negative counts as for the forward transforms. */
 zypStatus zyprSHTInv_32f_C1(const float *coefficients, uint32_t order, const float *x, const float *y, const float *z,
                             float *destination, int32_t count, const ZyprSHState *state);
 

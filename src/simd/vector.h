@@ -145,6 +145,7 @@ inline Float4 fusedSubtract(Float4 a, Float4 b, Float4 c) { return {_mm_fnmadd_p
 inline Float8 fusedSubtract(Float8 a, Float8 b, Float8 c) { return {_mm256_fnmadd_ps(a.v, b.v, c.v)}; }
 
 inline float squareRoot(float a) { return _mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(a))); }
+inline double squareRoot(double a) { return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_setzero_pd(), _mm_set_sd(a))); }
 inline Float4 squareRoot(Float4 a) { return {_mm_sqrt_ps(a.v)}; }
 inline Float8 squareRoot(Float8 a) { return {_mm256_sqrt_ps(a.v)}; }
 
@@ -270,6 +271,7 @@ inline Double4 operator*(Double4 a, Double4 b) { return {a.v * b.v}; }
 inline Double4 operator/(Double4 a, Double4 b) { return {a.v / b.v}; }
 inline Double4 fused(Double4 a, Double4 b, Double4 c) { return {_mm256_fmadd_pd(a.v, b.v, c.v)}; }
 inline Double4 fusedDifference(Double4 a, Double4 b, Double4 c) { return {_mm256_fmsub_pd(a.v, b.v, c.v)}; }
+inline Double4 fusedSubtract(Double4 a, Double4 b, Double4 c) { return {_mm256_fnmadd_pd(a.v, b.v, c.v)}; }
 inline Double4 squareRoot(Double4 a) { return {_mm256_sqrt_pd(a.v)}; }
 
 // ---- Bits of scalars and alignment --------------------------------------------------------------------------------------

@@ -1,0 +1,71 @@
+// What the evaluators, the fronts and the transforms of the spherical harmonics share: the basis at a group of up to eight
+// points, one lane per point. The evaluators fill a group function by function; `transposed` turns it into one row per point.
+#pragma once
+
+#include <cstdint>
+
+#include "simd/vector.h"
+#include "zypr.h"
+
+namespace zypr::harmonics {
+
+constexpr uint32_t highestOrder = 15;
+constexpr int32_t groupSize = 8;
+
+// Function (l, m) is number l l + l + m, so bands 0 to `order` hold:
+constexpr int32_t functionCount(uint32_t order) { return static_cast<int32_t>((order + 1) * (order + 1)); }
+
+// The coordinates of one to eight points. Lanes behind the last point hold zeros.
+struct PointGroup {
+    Float8 x, y, z;
+    int32_t count;
+};
+
+// The group of the first points of the arrays, of which `remaining` are left.
+inline PointGroup firstGroup(const float *x, const float *y, const float *z, int32_t remaining) {
+    if (remaining >= groupSize) return {load<8>(x), load<8>(y), load<8>(z), groupSize};
+    const Mask8 lanes = firstLanes<8>(remaining);
+    return {load(x, lanes), load(y, lanes), load(z, lanes), remaining};
+}
+
+// The values of `functions` basis functions at a group. They are padded with rows of zeros to a multiple of eight.
+struct alignas(32) BasisGroup {
+    explicit BasisGroup(int32_t functions) {
+        for (int32_t k = functions; k % 8 != 0; ++k) store(values[k], Float8{});
+    }
+    float values[256][groupSize];
+};
+
+// Functions k to k + 7 at the four points from `point` on, one row per point.
+struct FourRows {
+    Float8 row[4];
+};
+
+inline FourRows transposed(const BasisGroup &basis, int32_t k, int32_t point) {
+    // Halves that are joined on loading leave only the transpositions of 4 x 4 to the shuffles.
+    const auto twoFunctions = [&](int32_t j) {
+        return joined(load<4>(&basis.values[k + j][point]), load<4>(&basis.values[k + j + 4][point])).v;
+    };
+    const __m256 a = twoFunctions(0), b = twoFunctions(1), c = twoFunctions(2), d = twoFunctions(3);
+    const __m256d abLow = _mm256_castps_pd(_mm256_unpacklo_ps(a, b)), abHigh = _mm256_castps_pd(_mm256_unpackhi_ps(a, b));
+    const __m256d cdLow = _mm256_castps_pd(_mm256_unpacklo_ps(c, d)), cdHigh = _mm256_castps_pd(_mm256_unpackhi_ps(c, d));
+    return {{{_mm256_castpd_ps(_mm256_unpacklo_pd(abLow, cdLow))},
+             {_mm256_castpd_ps(_mm256_unpackhi_pd(abLow, cdLow))},
+             {_mm256_castpd_ps(_mm256_unpacklo_pd(abHigh, cdHigh))},
+             {_mm256_castpd_ps(_mm256_unpackhi_pd(abHigh, cdHigh))}}};
+}
+
+// The evaluators. `order` and `band` are at most highestOrder.
+void evaluateDirect(const PointGroup &points, uint32_t order, BasisGroup &basis);
+void evaluateDirectBand(const PointGroup &points, uint32_t band, BasisGroup &basis); // functions 0 to 2 band
+void evaluateRecurrence(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis);
+
+// By the state's own evaluator.
+inline void evaluate(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis) {
+    if (state.type == zyprSHRecurrence)
+        evaluateRecurrence(points, order, state, basis);
+    else
+        evaluateDirect(points, order, basis);
+}
+
+} // namespace zypr::harmonics

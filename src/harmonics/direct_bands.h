@@ -1,0 +1,100 @@
+// The direct evaluator's arithmetic, in double precision and unrolled over (l, m), for one point (Real = double) or one point
+// per lane (Real = Double4).
+//
+// Where x^2, y^2 or z^2 stands in a polynomial it is the square rounded to single precision; x, y, z and x y are exact.
+#pragma once
+
+#include <utility>
+
+#include "harmonics/direct_rule.h"
+#include "simd/vector.h"
+
+namespace zypr::harmonics {
+
+template <class Real> Real constant(double a) {
+    if constexpr (sizeof(Real) == sizeof(double))
+        return a;
+    else
+        return broadcastDouble(a);
+}
+
+template <class Real> struct DirectPoint {
+    Real x, y, z;
+    Real xx, yy, zz; // the squares in single precision
+};
+
+template <class Real> class DirectBands {
+public:
+    explicit DirectBands(const DirectPoint<Real> &point) : p(point), xy(point.x * point.y) {}
+
+    // Band l alone, as output(l + m, Y(l, m)).
+    template <int l, class Output> [[gnu::always_inline]] void band(const Output &output) {
+        advanceTo(std::make_integer_sequence<int, l>{});
+        values<l, l>(output);
+    }
+
+    // Bands 0 to `order`, as output(l l + l + m, Y(l, m)).
+    template <int l = 0, class Output> [[gnu::always_inline]] void bands(int order, const Output &output) {
+        advance<l>();
+        values<l, l * l + l>(output);
+        if constexpr (l < 15) {
+            if (order > l) bands<l + 1>(order, output);
+        }
+    }
+
+private:
+    template <int... m> [[gnu::always_inline]] void advanceTo(std::integer_sequence<int, m...>) { (advance<m + 1>(), ...); }
+
+    // T(m) and T(-m) from the step before. With the squares kept apart, the powers of x + i y have the parts
+    // re and x y im for even m, x re and y im for odd m.
+    template <int m> [[gnu::always_inline]] void advance() {
+        if constexpr (m == 0) return;
+        if constexpr (m == 1) {
+            re = im = constant<Real>(1);
+            cosine[1] = p.x;
+            sine[1] = p.y;
+        } else if constexpr (m % 2 == 0) {
+            const Real sum = re + im;
+            re = fusedDifference(p.xx, re, p.yy * im);
+            im = sum;
+            cosine[m] = re;
+            sine[m] = xy * im;
+        } else {
+            const Real difference = fusedSubtract(p.yy, im, re);
+            im = fused(p.xx, im, re);
+            re = difference;
+            cosine[m] = p.x * re;
+            sine[m] = p.y * im;
+        }
+    }
+
+    // Function (l, m) goes to output(middle + m).
+    template <int l, int middle, class Output> [[gnu::always_inline]] void values(const Output &output) const {
+        output(middle, zonal<l, 0>());
+        pairs<l, middle>(output, std::make_integer_sequence<int, l>{});
+    }
+    template <int l, int middle, class Output, int... m>
+    [[gnu::always_inline]] void pairs(const Output &output, std::integer_sequence<int, m...>) const {
+        (pair<l, middle, m + 1>(output), ...);
+    }
+    template <int l, int middle, int m, class Output> [[gnu::always_inline]] void pair(const Output &output) const {
+        const Real factor = zonal<l, m>();
+        output(middle + m, factor * cosine[m]);
+        output(middle - m, factor * sine[m]);
+    }
+
+    template <int l, int k> [[gnu::always_inline]] Real zonal() const {
+        static constexpr ZonalPolynomial polynomial = zonalPolynomial(l, k);
+        Real value = constant<Real>(polynomial.coefficient[polynomial.degree]);
+        for (int i = polynomial.degree - 1; i >= 0; --i) value = fused(value, p.zz, constant<Real>(polynomial.coefficient[i]));
+        if constexpr (polynomial.odd) return value * p.z;
+        return value;
+    }
+
+    const DirectPoint<Real> p;
+    const Real xy;
+    Real re, im;
+    Real cosine[16], sine[16];
+};
+
+} // namespace zypr::harmonics
