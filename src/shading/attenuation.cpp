@@ -26,31 +26,26 @@ struct EstimatedRoot { // NaN for NaN and for infinity
 
 struct Attenuation {
     const float *point;
-    const float *const *positions;
+    const float *positions[3];
     const int32_t *mask;
     float *result;
 };
 
 // Only selected positions are read; the others' results are 1.
-template <class Root> void attenuate(const Attenuation &job, int32_t begin, int32_t end) {
+template <class Root> void attenuate(Attenuation job, int32_t begin, int32_t end) {
     const Float8 x = broadcast<8>(job.point[0]), y = broadcast<8>(job.point[1]), z = broadcast<8>(job.point[2]);
-    const float *const xs = job.positions[0], *const ys = job.positions[1], *const zs = job.positions[2];
-    const int32_t *const mask = job.mask;
-    float *const result = job.result;
-    forGroups(
-        begin, end, [&](ptrdiff_t i, auto lanes) __attribute__((always_inline)) {
-            const Mask8 selected = selectedAmong(lanes, mask + i);
-            Float8 distance = broadcast<8>(1.0f);
-            withSelected(
-                selected, [&](auto chosen) __attribute__((always_inline)) {
-                    const Float8 dx = chosen.load(xs + i) - x;
-                    const Float8 dy = chosen.load(ys + i) - y;
-                    const Float8 dz = chosen.load(zs + i) - z;
-                    const Float8 square = fused(dz, dz, fused(dx, dx, dy * dy));
-                    distance = Root{}(keep(selected, square));
-                });
-            lanes.store(result + i, distance);
+    forGroups(begin, end, [&](ptrdiff_t i, auto lanes) {
+        const Mask8 selected = selectedAmong(lanes, job.mask + i);
+        Float8 distance = broadcast<8>(1.0f);
+        withSelected(selected, [&](auto chosen) {
+            const Float8 dx = chosen.load(job.positions[0] + i) - x;
+            const Float8 dy = chosen.load(job.positions[1] + i) - y;
+            const Float8 dz = chosen.load(job.positions[2] + i) - z;
+            const Float8 square = fused(dz, dz, fused(dx, dx, dy * dy));
+            distance = Root{}(keep(selected, square));
         });
+        lanes.store(job.result + i, distance);
+    });
 }
 
 } // namespace
@@ -63,7 +58,7 @@ zypStatus front_zyprDistAttenuationSO_32f_M(const float *point, const float *con
     if (positions == nullptr || mask == nullptr || result == nullptr) return zypStsNullPtrErr;
     if (count < 1) return zypStsNoErr;
 
-    const Attenuation job = {point, positions, mask, result};
+    const Attenuation job = {point, {positions[0], positions[1], positions[2]}, mask, result};
     if (takesAlignedPath(count, result, mask, positions[0], positions[1], positions[2])) {
         attenuate<RootOrOne>(job, 0, count);
     } else {

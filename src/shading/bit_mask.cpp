@@ -12,16 +12,15 @@ namespace {
 // shorter group is never taken for one, because its absent lanes read as words of 0.
 template <size_t Outputs, class Operands>
 void storeBitMasked(float *const (&outputs)[Outputs], const int32_t *mask, int32_t count, Operands operands) {
-    forGroups(
-        0, bitMaskedElements<8>(count), [&](ptrdiff_t i, auto lanes) __attribute__((always_inline)) {
-            const Int8 words = lanes.load(mask + i);
-            if (all(isNegative(words))) {
-                for (float *const output : outputs) lanes.store(output + i, broadcast<8>(0.0f));
-            } else {
-                const auto result = operands(i, lanes);
-                for (size_t c = 0; c < Outputs; ++c) lanes.store(outputs[c] + i, withoutBits(result(c), words));
-            }
-        });
+    forGroups(0, bitMaskedElements<8>(count), [&](ptrdiff_t i, auto lanes) {
+        const Int8 words = lanes.load(mask + i);
+        if (all(isNegative(words))) {
+            for (float *const output : outputs) lanes.store(output + i, broadcast<8>(0.0f));
+        } else {
+            const auto result = operands(i, lanes);
+            for (size_t c = 0; c < Outputs; ++c) lanes.store(outputs[c] + i, withoutBits(result(c), words));
+        }
+    });
 }
 
 } // namespace
@@ -33,12 +32,9 @@ zypStatus front_zyprMul_32f_C1P3IM(const float *factor, const int32_t *mask, flo
     if (factor == nullptr || mask == nullptr || values == nullptr) return zypStsNullPtrErr;
 
     float *const planes[] = {values[0], values[1], values[2]};
-    storeBitMasked(
-        planes, mask, count, [&](ptrdiff_t i, auto lanes) __attribute__((always_inline)) {
-            return [&planes, i, lanes, common = lanes.load(factor + i) ](size_t c) __attribute__((always_inline)) {
-                return common * lanes.load(planes[c] + i);
-            };
-        });
+    storeBitMasked(planes, mask, count, [&](ptrdiff_t i, auto lanes) {
+        return [&planes, i, lanes, common = lanes.load(factor + i)](size_t c) { return common * lanes.load(planes[c] + i); };
+    });
     return zypStsNoErr;
 }
 
@@ -48,13 +44,12 @@ zypStatus front_zyprDot_32f_P3C1M(const float *const left[3], const float *const
 
     const float *const a[] = {left[0], left[1], left[2]};
     const float *const b[] = {right[0], right[1], right[2]};
-    storeBitMasked(
-        {result}, mask, count, [&](ptrdiff_t i, auto lanes) __attribute__((always_inline)) {
-            return [&a, &b, i, lanes ](size_t) __attribute__((always_inline)) {
-                const Float8 middle = lanes.load(a[1] + i) * lanes.load(b[1] + i);
-                const Float8 first = fused(lanes.load(a[0] + i), lanes.load(b[0] + i), middle);
-                return fused(lanes.load(a[2] + i), lanes.load(b[2] + i), first);
-            };
-        });
+    storeBitMasked({result}, mask, count, [&](ptrdiff_t i, auto lanes) {
+        return [&a, &b, i, lanes](size_t) {
+            const Float8 middle = lanes.load(a[1] + i) * lanes.load(b[1] + i);
+            const Float8 first = fused(lanes.load(a[0] + i), lanes.load(b[0] + i), middle);
+            return fused(lanes.load(a[2] + i), lanes.load(b[2] + i), first);
+        };
+    });
     return zypStsNoErr;
 }

@@ -27,9 +27,10 @@ struct SomeLanes {
 
 // Calls group(i, lanes) for every eight elements of [begin, end), and once more for what is left of them.
 template <class Group> [[gnu::always_inline]] inline void forGroups(ptrdiff_t begin, ptrdiff_t end, Group group) {
-    ptrdiff_t i = begin;
-    for (; end - i >= 8; i += 8) group(i, AllLanes{});
-    if (i < end) group(i, SomeLanes{firstLanes<8>(static_cast<int32_t>(end - i))});
+    if (begin >= end) return;
+    const ptrdiff_t rest = (end - begin) % 8, wholeEnd = end - rest;
+    for (ptrdiff_t i = begin; i < wholeEnd; i += 8) group(i, AllLanes{});
+    if (rest > 0) group(wholeEnd, SomeLanes{firstLanes<8>(static_cast<int32_t>(rest))});
 }
 
 // The sign mask: an element is selected when its word isn't negative.

@@ -10,20 +10,21 @@ namespace {
 // (value x factor) x 1 where the word isn't negative, x 0 where it is: a multiplication, so that the zero has the product's
 // sign and an infinite product becomes NaN.
 void multiply(const float *factor, const int32_t *mask, float *values, int32_t count) {
-    forGroups(
-        0, count, [=](ptrdiff_t i, auto lanes) __attribute__((always_inline)) {
-            const Float8 product = lanes.load(values + i) * lanes.load(factor + i);
-            const Float8 kept = keep(selectedAmong(lanes, mask + i), broadcast<8>(1.0f));
-            lanes.store(values + i, product * kept);
-        });
+    forGroups(0, count, [=](ptrdiff_t i, auto lanes) {
+        const Float8 product = lanes.load(values + i) * lanes.load(factor + i);
+        const Float8 kept = keep(selectedAmong(lanes, mask + i), broadcast<8>(1.0f));
+        lanes.store(values + i, product * kept);
+    });
 }
 
 struct Accumulation {
     const float *scale;
     const float *weight;
-    const float *const *factor;
+    const float *factor[3];
     const int32_t *mask;
-    float *const *accumulator;
+    float *accumulator[3];
+
+    Float8 scaleOf(int plane) const { return broadcast<8>(scale[plane]); }
 };
 
 // scale x factor x weight + accumulator where the word isn't negative; the other elements are neither read nor written.
@@ -37,42 +38,31 @@ struct WeightFused {
         return fused(scale * factor, weight, accumulator);
     }
 };
-template <class Sum> void accumulateSelected(const Accumulation &job, int32_t begin, int32_t end) {
-    const Float8 scale[] = {broadcast<8>(job.scale[0]), broadcast<8>(job.scale[1]), broadcast<8>(job.scale[2])};
-    const float *const factor[] = {job.factor[0], job.factor[1], job.factor[2]};
-    float *const accumulator[] = {job.accumulator[0], job.accumulator[1], job.accumulator[2]};
-    const float *const weights = job.weight;
-    const int32_t *const mask = job.mask;
-    forGroups(
-        begin, end, [&](ptrdiff_t i, auto lanes) __attribute__((always_inline)) {
-            withSelected(
-                selectedAmong(lanes, mask + i), [&](auto selected) __attribute__((always_inline)) {
-                    const Float8 weight = selected.load(weights + i);
-                    for (int c = 0; c < 3; ++c) {
-                        float *const sum = accumulator[c] + i;
-                        selected.store(sum, Sum{}(scale[c], selected.load(factor[c] + i), weight, selected.load(sum)));
-                    }
-                });
+template <class Sum> void accumulateSelected(Accumulation job, int32_t begin, int32_t end) {
+    const Float8 scale[] = {job.scaleOf(0), job.scaleOf(1), job.scaleOf(2)};
+    forGroups(begin, end, [&](ptrdiff_t i, auto lanes) {
+        withSelected(selectedAmong(lanes, job.mask + i), [&](auto selected) {
+            const Float8 weight = selected.load(job.weight + i);
+            for (int c = 0; c < 3; ++c) {
+                float *const sum = job.accumulator[c] + i;
+                selected.store(sum, Sum{}(scale[c], selected.load(job.factor[c] + i), weight, selected.load(sum)));
+            }
         });
+    });
 }
 
 // The same with every operation rounded, and with +0.0 as the term of an element that isn't selected: it is added like any
 // other, which turns -0.0 into +0.0.
-void accumulateEverywhere(const Accumulation &job, int32_t begin, int32_t end) {
-    const Float8 scale[] = {broadcast<8>(job.scale[0]), broadcast<8>(job.scale[1]), broadcast<8>(job.scale[2])};
-    const float *const factor[] = {job.factor[0], job.factor[1], job.factor[2]};
-    float *const accumulator[] = {job.accumulator[0], job.accumulator[1], job.accumulator[2]};
-    const float *const weights = job.weight;
-    const int32_t *const mask = job.mask;
-    forGroups(
-        begin, end, [&](ptrdiff_t i, auto lanes) __attribute__((always_inline)) {
-            const Mask8 selected = selectedAmong(lanes, mask + i);
-            const Float8 weight = lanes.load(weights + i);
-            for (int c = 0; c < 3; ++c) {
-                float *const sum = accumulator[c] + i;
-                lanes.store(sum, keep(selected, scale[c] * lanes.load(factor[c] + i) * weight) + lanes.load(sum));
-            }
-        });
+void accumulateEverywhere(Accumulation job, int32_t begin, int32_t end) {
+    const Float8 scale[] = {job.scaleOf(0), job.scaleOf(1), job.scaleOf(2)};
+    forGroups(begin, end, [&](ptrdiff_t i, auto lanes) {
+        const Mask8 selected = selectedAmong(lanes, job.mask + i);
+        const Float8 weight = lanes.load(job.weight + i);
+        for (int c = 0; c < 3; ++c) {
+            float *const sum = job.accumulator[c] + i;
+            lanes.store(sum, keep(selected, scale[c] * lanes.load(job.factor[c] + i) * weight) + lanes.load(sum));
+        }
+    });
 }
 
 } // namespace
@@ -90,7 +80,8 @@ zypStatus front_zyprAddMulMul_32f_AC1P3IM(const float *scale, const float *weigh
     if (weight == nullptr || factor == nullptr || mask == nullptr || accumulator == nullptr) return zypStsNullPtrErr;
     if (count < 1) return zypStsNoErr;
 
-    const Accumulation job = {scale, weight, factor, mask, accumulator};
+    const Accumulation job = {
+        scale, weight, {factor[0], factor[1], factor[2]}, mask, {accumulator[0], accumulator[1], accumulator[2]}};
     if (takesAlignedPath(count, weight, mask, accumulator[0], accumulator[1], accumulator[2])) {
         accumulateSelected<ScaleFused>(job, 0, count);
     } else {
