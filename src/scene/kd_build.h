@@ -110,23 +110,44 @@ zypStatus kdInitPrimRefs(ZyprKDPrimRef **refs, int32_t vertexCount, int32_t tria
 zypStatus kdClipTrianglesToBox(ZyprKDPrimRef **refs, int32_t *count, const int32_t *triangles, int32_t triangleCount,
                                const ZyprBox &box, ZyprKDBuildState *state);
 
-// Cuts a polygon that has vertices on both sides of the plane.
+// Cuts a polygon that has vertices on both sides of the plane. `left` or `right` may be the reference itself.
 zypStatus kdSplitPolygon(const ZyprKDPrimRef &ref, ZyprKDPrimRef *left, ZyprKDPrimRef *right, float plane, int axis,
                          ZyprKDBuildState *state);
 
-// ---- Split search (kd_search.cpp) and its sorts (kd_sort.cpp) -----------------------------------------------------------
+// ---- The references in work (kd_partition.cpp) --------------------------------------------------------------------------
 
-// Nodes of at least so many references are searched by several threads.
-constexpr int32_t kdParallelCount = 76;
+// The bounds of the references of the node in work, which stand in the scratch arrays in the order of its list. They are what
+// the search and the partition read, so that vertices are visited only when a list is taken up and when a polygon is cut.
+struct KDBounds {
+    float *low[3], *high[3];
+    float *spare[6]; // the scratch arrays that are left, for whoever works at the moment
+
+    explicit KDBounds(float *const *scratch) {
+        for (int axis = 0; axis < 3; ++axis) {
+            low[axis] = scratch[4 * axis];
+            high[axis] = scratch[4 * axis + 1];
+            spare[2 * axis] = scratch[4 * axis + 2];
+            spare[2 * axis + 1] = scratch[4 * axis + 3];
+        }
+    }
+};
+
+void kdGatherBounds(const KDBounds &bounds, const ZyprKDPrimRef *refs, int32_t count);
+
+// Moves the references to `left` or, in place with their bounds, to the front of `refs`; both lists keep the order. The counts
+// must come out as the search predicted them.
+zypStatus kdPartition(const KDBounds &bounds, ZyprKDPrimRef *refs, int32_t count, const ZyprKDSplitResult &split,
+                      ZyprKDPrimRef *left, ZyprKDBuildState *state);
+
+// ---- Split search (kd_search.cpp, kd_planes.cpp) and its sorts (kd_sort.cpp) --------------------------------------------
 
 // Half the surface area of the box times the count.
 double kdLeafCost(const ZyprBox &box, int32_t count);
 
-// Both forms find the same split. `result->cost` is the leaf cost on entry; `result->axis` is -1 when splitting does not pay.
-void kdFindBestSplit(ZyprKDSplitResult *result, const ZyprKDBuildNode &node, const ZyprBox &box, float *const *scratch,
-                     float traversalCost);
-void localFindBestSplitSortSearch_MT(ZyprKDSplitResult *result, const ZyprKDBuildNode &node, const ZyprBox &box,
-                                     float *const *scratch, float traversalCost);
+// Both forms find the same split; `result->axis` is -1 when splitting does not pay.
+void kdFindBestSplit(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds, float traversalCost);
+void localFindBestSplitSortSearch_MT(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds,
+                                     float traversalCost);
 
 // Ascending; -0.0 comes before +0.0, NaNs stand at the ends by their sign.
 void kdSortFloatsRadix(float *keys, float *buffer, int32_t count);

@@ -154,8 +154,9 @@ zypStatus kdClipTrianglesToBox(ZyprKDPrimRef **refs, int32_t *count, const int32
     return zypStsNoErr;
 }
 
-zypStatus kdSplitPolygon(const ZyprKDPrimRef &ref, ZyprKDPrimRef *left, ZyprKDPrimRef *right, float plane, int axis,
+zypStatus kdSplitPolygon(const ZyprKDPrimRef &source, ZyprKDPrimRef *left, ZyprKDPrimRef *right, float plane, int axis,
                          ZyprKDBuildState *state) {
+    const ZyprKDPrimRef ref = source; // `left` or `right` may be where it stands
     const uint32_t n = ref.vertexCount();
     const KDVertex *polygon = ref.polygon;
     const uint32_t smallest = ref.smallestIndex(axis), largest = ref.largestIndex(axis);
@@ -200,12 +201,11 @@ zypStatus kdSplitPolygon(const ZyprKDPrimRef &ref, ZyprKDPrimRef *left, ZyprKDPr
 
     if (aCount > kdMostVertices || bCount > kdMostVertices) return zypStsBuildInconsistentErr;
     const uint32_t triangle = ref.tag >> 5;
-    KDVertex *source = ref.polygon;
     if (const zypStatus status = makeRef(left, triangle, a, aCount, state)) return status;
     if (const zypStatus status = makeRef(right, triangle, b, bCount, state)) return status;
     left->extremes = kdExtremes(left->polygon, aCount);
     right->extremes = kdExtremes(right->polygon, bCount);
-    kdReleasePolygon(state, n, source);
+    kdReleasePolygon(state, n, ref.polygon);
     return zypStsNoErr;
 }
 

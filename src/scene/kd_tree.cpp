@@ -21,42 +21,6 @@ float traversalCostAt(float splitBias) {
     return static_cast<float>((10.0 - 9.0 * static_cast<double>(splitBias)) * traversalCostUnit);
 }
 
-enum class Side { left, right, both };
-
-// Which side of the plane a reference goes to: the rule by which the split search has counted.
-Side sideOf(float low, float high, float plane, int32_t planarSide) {
-    if (low == high) {
-        const float offset = plane - low;
-        if (offset > 0.0f) return Side::left;
-        if (0.0f - offset > 0.0f) return Side::right;
-        return planarSide == 0 ? Side::left : Side::right;
-    }
-    if (high - plane <= 0.0f) return Side::left;
-    if (plane - low <= 0.0f) return Side::right;
-    return Side::both;
-}
-
-// Moves the node's references to `left` and, in place, to the front of `refs`, both in list order.
-zypStatus partition(ZyprKDPrimRef *refs, int32_t count, const ZyprKDSplitResult &split, ZyprKDPrimRef *left,
-                    ZyprKDBuildState *state) {
-    int32_t leftCount = 0, rightCount = 0;
-    for (int32_t i = 0; i < count; ++i) {
-        const ZyprKDPrimRef ref = refs[i];
-        const Side side = sideOf(ref.smallest(split.axis), ref.largest(split.axis), split.plane, split.planarSide);
-        if ((side != Side::right && leftCount == split.leftCount) || (side != Side::left && rightCount == split.rightCount))
-            return zypStsBuildInconsistentErr;
-        if (side == Side::left) {
-            left[leftCount++] = ref;
-        } else if (side == Side::right) {
-            refs[rightCount++] = ref;
-        } else if (const zypStatus status =
-                       kdSplitPolygon(ref, &left[leftCount++], &refs[rightCount++], split.plane, split.axis, state)) {
-            return status;
-        }
-    }
-    return leftCount == split.leftCount && rightCount == split.rightCount ? zypStsNoErr : zypStsBuildInconsistentErr;
-}
-
 zypStatus makeLeaf(ZyprKDBuildNode *node, ZyprKDBuildState *state) {
     int32_t *list;
     if (const zypStatus status = kdRequestLeafList(state, node->count, &list)) return status;
@@ -68,6 +32,12 @@ zypStatus makeLeaf(ZyprKDBuildNode *node, ZyprKDBuildState *state) {
     node->triangles = list;
     return zypStsNoErr;
 }
+
+// Whether several threads search a node. A team that has to be woken, or whose threads wait for a processor, costs more than a
+// search of fewer references takes.
+constexpr int32_t fewestForTeam = 1 << 17;
+
+bool searchedByTeam(int32_t count) { return count >= fewestForTeam; }
 
 // Everything above a mark is given back, which is how the memory of finished subtrees returns.
 void rewind(unsigned char *&cursor, unsigned char *mark, const unsigned char *base, const unsigned char *limit) {
@@ -83,6 +53,8 @@ zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float spli
     ZyprKDBuildNode *node = root;
     ZyprKDPrimRef *active = root->refs; // the list in work always stands where the root's list stands
     int32_t depth = 0;
+    const KDBounds bounds(state->scratch);
+    kdGatherBounds(bounds, active, root->count);
     unsigned char *refMark = state->refPoolCursor;
     unsigned char *vertexMark = state->clipVertexCursor;
     for (;;) {
@@ -92,9 +64,8 @@ zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float spli
         ZyprKDSplitResult split{};
         split.axis = -1;
         if (static_cast<uint32_t>(depth) != maxDepth) {
-            split.cost = kdLeafCost(box, node->count);
-            const auto search = node->count < kdParallelCount ? kdFindBestSplit : localFindBestSplitSortSearch_MT;
-            search(&split, *node, box, state->scratch, traversalCost);
+            const auto search = searchedByTeam(node->count) ? localFindBestSplitSortSearch_MT : kdFindBestSplit;
+            search(&split, node->count, box, bounds, traversalCost);
         }
         if (split.axis >= 0) {
             ZyprKDBuildNode *pair;
@@ -125,7 +96,7 @@ zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float spli
                 if (const zypStatus status = kdRequestRefs(state, split.leftCount, &left)) return status;
                 refMark = state->refPoolCursor;
                 if (const zypStatus status = kdRequestRefs(state, split.rightCount, &right)) return status;
-                if (const zypStatus status = partition(active, pair[0].count, split, left, state)) return status;
+                if (const zypStatus status = kdPartition(bounds, active, pair[0].count, split, left, state)) return status;
                 deferred.vertexMark = vertexMark = state->clipVertexCursor;
                 pair[0].count = split.leftCount;
                 pair[0].refs = left;
@@ -144,6 +115,7 @@ zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float spli
         vertexMark = next.vertexMark;
         std::memmove(active, node->refs, sizeof(ZyprKDPrimRef) * static_cast<size_t>(node->count));
         node->refs = active;
+        kdGatherBounds(bounds, active, node->count);
     }
 }
 

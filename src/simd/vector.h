@@ -166,6 +166,7 @@ template <int N> Floats<N> refined(Floats<N> r, Floats<N> d) {
 // a below b ? a : b, and a above b ? a : b: the second operand is taken when either is NaN or both are zeros.
 inline float minimum(float a, float b) { return a < b ? a : b; }
 inline float maximum(float a, float b) { return a > b ? a : b; }
+inline double minimum(double a, double b) { return a < b ? a : b; }
 inline double maximum(double a, double b) { return a > b ? a : b; }
 inline Float4 minimum(Float4 a, Float4 b) { return {_mm_min_ps(a.v, b.v)}; }
 inline Float8 minimum(Float8 a, Float8 b) { return {_mm256_min_ps(a.v, b.v)}; }
