@@ -11,6 +11,8 @@ configure_package_config_file(cmake/zyprConfig.cmake.in ${PROJECT_BINARY_DIR}/zy
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/zyprConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zyprConfig.cmake ${PROJECT_BINARY_DIR}/zyprConfigVersion.cmake DESTINATION ${packageDirectory})
 
+# Relative, so that the files hold wherever the installation is moved.
+file(RELATIVE_PATH prefixFromPackage /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 foreach(package zypr zypcore)
   configure_file(cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

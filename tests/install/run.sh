@@ -15,8 +15,8 @@ cmake --build "$work/package" >>"$work/package.log"
 
 library=$(dirname "$(find "$work/prefix" -name libzyprl9.so)")
 export PKG_CONFIG_PATH="$library/pkgconfig"
-cc -std=c99 -Wall -Wextra -Werror "$here/consumer.c" -o "$work/consumer_c" $(pkg-config --cflags --libs zypr)
-c++ -std=c++17 -Wall -Wextra -Werror "$here/consumer.cpp" -o "$work/consumer_cpp" $(pkg-config --cflags --libs zypr)
+cc -std=c99 -Wall -Wextra -Werror "$here/consumer.c" -o "$work/consumer_c" $(pkg-config --cflags --libs zypr zypcore)
+c++ -std=c++17 -Wall -Wextra -Werror "$here/consumer.cpp" -o "$work/consumer_cpp" $(pkg-config --cflags --libs zypr zypcore)
 LD_LIBRARY_PATH="$library" "$work/consumer_c"
 LD_LIBRARY_PATH="$library" "$work/consumer_cpp"
 echo "four consumers built and ran"
