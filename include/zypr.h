@@ -456,13 +456,49 @@ enum {
 
 /* ---- Volume resize --------------------------------------------------------------------------------------------------- */
 
+/* The cuboid that srcCuboid maps to when a source coordinate s goes to scale * s + translate on each axis. With o the origin
+ * and n the size on an axis, the result covers truncate(0.4999999999 + fused(scale * o + translate)) up to, not including,
+ * truncate(0.5000000001 + fused(scale * (o + n) + translate)), neither below 0; it is trimmed by nothing else.
+ *   zypStsNullPtrErr           dstCuboid is null (srcCuboid is not tested)
+ *   zypStsSizeErr              a coordinate of srcCuboid below 0 or a size below 1
+ *   zypStsScaleFactorErr       a scale not above 0 (NaN passes)
+ *   zypStsInterpolationModeErr not one of the six modes; the mode has no other effect
+ *   zypStsEmptyCuboidWrn       nothing is covered on some axis; dstCuboid stays as it was */
 zypStatus zyprGetResizeCuboid(const ZyprVoxelCuboid *srcCuboid, ZyprVoxelCuboid *dstCuboid, double xScale, double yScale,
                               double zScale, double xTranslate, double yTranslate, double zTranslate,
                               ZyprInterpolation interpolation);
 
+/* The bytes of the buffer that a resize into dstCuboid needs, for ownGetNumThreads threads. Only the mode and the destination's
+ * size enter; they are formed in wrapping 32-bit arithmetic.
+ *   zypStsNullPtrErr           size is null
+ *   zypStsSizeErr              a coordinate of srcCuboid or dstCuboid below 0 or a size below 1
+ *   zypStsChannelCountErr      channels other than 1
+ *   zypStsInterpolationModeErr not one of the six modes */
 zypStatus zyprResizeGetBufSize(const ZyprVoxelCuboid *srcCuboid, const ZyprVoxelCuboid *dstCuboid, int32_t channels,
                                ZyprInterpolation interpolation, int32_t *size);
 
+/* Resamples a volume under a scale and a shift on each axis. Destination position p takes the source coordinate
+ * (p + 0.5) / scale - translate / scale - 0.5. The kernel is sampled at that point whatever the scale: a reduction averages
+ * nothing. Written is what the source cuboid, trimmed to the volume, maps to (as zyprGetResizeCuboid says) as far as it lies in
+ * dstCuboid. Taps may lie anywhere in the volume, also outside srcCuboid, but never outside the volume: the last voxels stand
+ * in for those beyond. All pointers address voxel (0, 0, 0) of the whole volume; a step's odd bytes below a sample are ignored.
+ * In the form with plane arrays, pointers of planes of which no voxel is needed may be null.
+ *
+ * Checked in this order; nothing is written when the result is not zypStsNoErr:
+ *   zypStsNullPtrErr           src, dst or buffer is null (extent and cuboids are not tested)
+ *   zypStsSizeErr              a size below 1 in srcExtent, then a coordinate below 0 or a size below 1 in srcCuboid, in
+ * dstCuboid zypStsScaleFactorErr       a scale not above 0 (NaN passes, and ends in an empty cuboid) zypStsInterpolationModeErr
+ * not one of the six modes zypStsVolumeRoiOutsideWrn  srcCuboid starts at or beyond the volume's extent zypStsEmptyCuboidWrn
+ * nothing is to be written
+ *
+ * Rounding. Voxels whose taps all exist along x and along y are interior, the others frame, and the two round differently:
+ * integer voxels of the frame are rounded by adding 0.5000001, those of the interior truncated (8-bit linear rounds both). A
+ * constant 16-bit volume can so come out one lower inside than at its frame. The last 0 to 3 interior columns of a row are
+ * blended without fusing. All results are the same on every processor and for every number of threads.
+ *
+ * buffer has the size that zyprResizeGetBufSize reports for the same cuboids and mode, at any alignment. zyprResize_32f_C1V
+ * runs on ownGetNumThreads threads when the region is at least 16 voxels in each direction, the others on the calling thread.
+ */
 zypStatus zyprResize_8u_C1V(const uint8_t *src, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep, int32_t srcPlaneStep,
                             const ZyprVoxelCuboid *srcCuboid, uint8_t *dst, int32_t dstRowStep, int32_t dstPlaneStep,
                             const ZyprVoxelCuboid *dstCuboid, double xScale, double yScale, double zScale, double xTranslate,

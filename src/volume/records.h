@@ -74,13 +74,14 @@ template <class Body> void runSlices(int32_t width, int32_t height, int32_t dept
     runTeam(threads, [&](int thread, int teamSize) { body(teamShare(depth, thread, teamSize), thread, teamSize); });
 }
 
-// The bytes of the caller's buffer that are one thread's own.
+// The bytes of the caller's buffer that are one thread's own; none when the buffer's size is below 1.
 struct ScratchSlice {
     uint8_t *begin;
     int64_t bytes;
 };
 
 inline ScratchSlice scratchSlice(uint8_t *buffer, int64_t bufferBytes, int thread, int teamSize) {
+    if (bufferBytes < 1) return {buffer, 0};
     const int64_t first = thread * bufferBytes / teamSize;
     return {buffer + first, (thread + 1) * bufferBytes / teamSize - first};
 }
