@@ -72,12 +72,57 @@ struct StoreRounded {
     [[gnu::always_inline]] void operator()(int index, double value) const { block[index] = static_cast<float>(value); }
 };
 
-SCALAR void scalarDirect(const Points &points, int order, const ZyprSHState &, float *destination) {
+template <int l>
+[[gnu::always_inline]] inline void scalarBandsFrom(zypr::harmonics::DirectBands<double> &bands, int order,
+                                                   const StoreRounded &store) {
+    bands.advance<l>();
+    bands.values<l, l * l + l>(store);
+    if constexpr (l < 15) {
+        if (order > l) scalarBandsFrom<l + 1>(bands, order, store);
+    }
+}
+
+SCALAR void unrolledDirect(const Points &points, int order, const ZyprSHState &, float *destination) {
     for (int32_t i = 0; i < points.count(); ++i) {
         const auto at = static_cast<size_t>(i);
         const float x = points.x[at], y = points.y[at], z = points.z[at];
         zypr::harmonics::DirectBands<double> bands({x, y, z, x * x, y * y, z * z});
-        bands.bands(order, StoreRounded{destination + static_cast<int64_t>(i) * model::functionCount(order)});
+        scalarBandsFrom<0>(bands, order, StoreRounded{destination + static_cast<int64_t>(i) * model::functionCount(order)});
+    }
+}
+
+// The rule as loops over l and m with tables of coefficients, in double precision.
+struct DirectTables {
+    zypr::harmonics::ZonalPolynomial polynomials[16][16];
+    DirectTables() {
+        for (int l = 0; l < 16; ++l) {
+            for (int m = 0; m <= l; ++m) polynomials[l][m] = zypr::harmonics::zonalPolynomial(l, m);
+        }
+    }
+};
+
+SCALAR void loopedDirect(const Points &points, int order, const ZyprSHState &, float *destination) {
+    static const DirectTables tables;
+    for (int32_t i = 0; i < points.count(); ++i) {
+        const auto at = static_cast<size_t>(i);
+        const double x = points.x[at], y = points.y[at], z = points.z[at];
+        const double zz = points.z[at] * points.z[at];
+        float *block = destination + static_cast<int64_t>(i) * model::functionCount(order);
+        double cosine[16] = {1}, sine[16] = {0};
+        for (int m = 1; m <= order; ++m) {
+            cosine[m] = zypr::fusedDifference(x, cosine[m - 1], y * sine[m - 1]);
+            sine[m] = zypr::fused(x, sine[m - 1], y * cosine[m - 1]);
+        }
+        for (int l = 0; l <= order; ++l) {
+            for (int m = 0; m <= l; ++m) {
+                const zypr::harmonics::ZonalPolynomial &polynomial = tables.polynomials[l][m];
+                double value = polynomial.coefficient[polynomial.degree];
+                for (int k = polynomial.degree - 1; k >= 0; --k) value = zypr::fused(value, zz, polynomial.coefficient[k]);
+                if (polynomial.odd) value *= z;
+                block[l * l + l - m] = static_cast<float>(value * sine[m]);
+                block[l * l + l + m] = static_cast<float>(value * cosine[m]);
+            }
+        }
     }
 }
 
@@ -203,7 +248,8 @@ const std::vector<int64_t> orders = {3, 6, 10, 15};
 
 BENCHMARK_CAPTURE(evaluate, recurrence_scalar, scalarRecurrence, zyprSHRecurrence, inCache)->ArgsProduct({orders});
 BENCHMARK_CAPTURE(evaluate, recurrence, libraryBasis, zyprSHRecurrence, inCache)->ArgsProduct({orders});
-BENCHMARK_CAPTURE(evaluate, direct_scalar, scalarDirect, zyprSHDirect, inCache)->ArgsProduct({orders});
+BENCHMARK_CAPTURE(evaluate, direct_scalar, loopedDirect, zyprSHDirect, inCache)->ArgsProduct({orders});
+BENCHMARK_CAPTURE(evaluate, direct_scalar_unrolled, unrolledDirect, zyprSHDirect, inCache)->ArgsProduct({orders});
 BENCHMARK_CAPTURE(evaluate, direct, libraryBasis, zyprSHDirect, inCache)->ArgsProduct({orders});
 BENCHMARK(libraryBand)->ArgsProduct({orders});
 BENCHMARK_CAPTURE(evaluate, store_to_memory, storeOnly, zyprSHRecurrence, inMemory)->ArgsProduct({orders});

@@ -26,15 +26,21 @@ void storeBlocks(const BasisGroup &basis, int32_t width, int32_t points, float *
     }
 }
 
-// evaluateGroup(points, basis) fills `width` functions.
+// Whether so much output leaves the near caches, so that its lines are worth fetching ahead.
+bool fetchesAhead(int64_t bytes) { return bytes > 512 << 10; }
+
+// evaluateGroup(points, basis, ahead) fills `width` functions.
 template <class EvaluateGroup>
 void evaluateAll(const float *x, const float *y, const float *z, int32_t count, float *destination, int32_t width,
                  const EvaluateGroup &evaluateGroup) {
     BasisGroup basis(width);
+    const bool fetches = fetchesAhead(static_cast<int64_t>(sizeof(float)) * count * width);
     for (int64_t i = 0; i < count; i += groupSize) {
         const PointGroup points = firstGroup(x + i, y + i, z + i, static_cast<int32_t>(count - i));
-        evaluateGroup(points, basis);
-        storeBlocks(basis, width, points.count, destination + i * width);
+        float *blocks = destination + i * width;
+        const bool hasNext = count - i >= 2 * groupSize;
+        evaluateGroup(points, basis, LinesAhead{fetches && hasNext ? blocks + groupSize * width : nullptr});
+        storeBlocks(basis, width, points.count, blocks);
     }
 }
 
@@ -50,8 +56,9 @@ zypStatus front_zyprSH_32f(const float *x, const float *y, const float *z, int32
     if (order > state->order) return zypStsSHRangeErr;
     if (state->type != zyprSHDirect && state->type != zyprSHRecurrence) return zypStsSHRangeErr;
     if (order > highestOrder) return zypStsSHRangeErr;
-    evaluateAll(x, y, z, count, destination, functionCount(order),
-                [&](const PointGroup &points, BasisGroup &basis) { evaluate(points, order, *state, basis); });
+    evaluateAll(
+        x, y, z, count, destination, functionCount(order),
+        [&](const PointGroup &points, BasisGroup &basis, LinesAhead ahead) { evaluate(points, order, *state, basis, ahead); });
     return zypStsNoErr;
 }
 
@@ -61,6 +68,6 @@ zypStatus front_zyprSHBand_32f(const float *x, const float *y, const float *z, i
     if (band > highestOrder) return zypStsSHRangeErr;
     if (count == 0) return zypStsSizeErr;
     evaluateAll(x, y, z, count, destination, static_cast<int32_t>(2 * band + 1),
-                [&](const PointGroup &points, BasisGroup &basis) { evaluateDirectBand(points, band, basis); });
+                [&](const PointGroup &points, BasisGroup &basis, LinesAhead) { evaluateDirectBand(points, band, basis); });
     return zypStsNoErr;
 }

@@ -28,6 +28,20 @@ inline PointGroup firstGroup(const float *x, const float *y, const float *z, int
     return {load(x, lanes), load(y, lanes), load(z, lanes), remaining};
 }
 
+// The cache lines that the next group's blocks will fill, fetched while this group is computed. The processor's own prefetching
+// doesn't follow the rows in which blocks are stored.
+struct LinesAhead {
+    const float *next = nullptr; // null: nothing is fetched
+
+    // As many lines as the eight values of each function of band l take: from 0 to the order, those of whole blocks.
+    void fetchForBand(int32_t l) {
+        if (next == nullptr) return;
+        const int32_t lines = l + l % 2;
+        for (int32_t i = 0; i < lines; ++i) prefetch(next + 16 * i);
+        next += 16 * lines;
+    }
+};
+
 // The values of `functions` basis functions at a group. They are padded with rows of zeros to a multiple of eight.
 struct alignas(32) BasisGroup {
     explicit BasisGroup(int32_t functions) {
@@ -56,16 +70,18 @@ inline FourRows transposed(const BasisGroup &basis, int32_t k, int32_t point) {
 }
 
 // The evaluators. `order` and `band` are at most highestOrder.
-void evaluateDirect(const PointGroup &points, uint32_t order, BasisGroup &basis);
+void evaluateDirect(const PointGroup &points, uint32_t order, BasisGroup &basis, LinesAhead ahead);
 void evaluateDirectBand(const PointGroup &points, uint32_t band, BasisGroup &basis); // functions 0 to 2 band
-void evaluateRecurrence(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis);
+void evaluateRecurrence(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
+                        LinesAhead ahead);
 
 // By the state's own evaluator.
-inline void evaluate(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis) {
+inline void evaluate(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
+                     LinesAhead ahead = {}) {
     if (state.type == zyprSHRecurrence)
-        evaluateRecurrence(points, order, state, basis);
+        evaluateRecurrence(points, order, state, basis, ahead);
     else
-        evaluateDirect(points, order, basis);
+        evaluateDirect(points, order, basis, ahead);
 }
 
 } // namespace zypr::harmonics

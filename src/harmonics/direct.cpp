@@ -19,21 +19,48 @@ struct HalfGroup {
     }
 };
 
-// Calls evaluateFour(bands, output) for each half of the group that holds points.
-template <class EvaluateFour>
-void evaluateHalves(const PointGroup &points, BasisGroup &basis, const EvaluateFour &evaluateFour) {
-    for (int32_t first = 0; first < points.count; first += 4) {
-        DirectBands<Double4> bands(first == 0 ? directPoint(low(points.x), low(points.y), low(points.z))
-                                              : directPoint(high(points.x), high(points.y), high(points.z)));
-        evaluateFour(bands, HalfGroup{&basis.values[0][first]});
+// The halves of a group. Each band's code runs for both before the next band's: it stays decoded that way.
+struct Halves {
+    DirectBands<Double4> bands[2];
+    HalfGroup output[2];
+    int32_t count;
+
+    Halves(const PointGroup &points, BasisGroup &basis)
+        : bands{DirectBands<Double4>(directPoint(low(points.x), low(points.y), low(points.z))),
+                DirectBands<Double4>(directPoint(high(points.x), high(points.y), high(points.z)))},
+          output{{&basis.values[0][0]}, {&basis.values[0][4]}}, count(points.count > 4 ? 2 : 1) {}
+
+    template <int l> [[gnu::always_inline]] void advance() {
+        for (int32_t h = 0; h < count; ++h) bands[h].advance<l>();
+    }
+    template <int l, int middle> [[gnu::always_inline]] void advanceAndEvaluate() {
+        for (int32_t h = 0; h < count; ++h) {
+            bands[h].advance<l>();
+            bands[h].values<l, middle>(output[h]);
+        }
+    }
+};
+
+// Bands l to `order`.
+template <int l> [[gnu::always_inline]] inline void evaluateBandsFrom(Halves &halves, int order, LinesAhead ahead) {
+    ahead.fetchForBand(l);
+    halves.advanceAndEvaluate<l, l * l + l>();
+    if constexpr (l < static_cast<int>(highestOrder)) {
+        if (order > l) evaluateBandsFrom<l + 1>(halves, order, ahead);
     }
 }
 
-using BandEvaluator = void(const PointGroup &, BasisGroup &);
+template <int... m> [[gnu::always_inline]] inline void advanceThrough(Halves &halves, std::integer_sequence<int, m...>) {
+    (halves.advance<m>(), ...);
+}
 
 template <int l> void evaluateBand(const PointGroup &points, BasisGroup &basis) {
-    evaluateHalves(points, basis, [](auto &bands, const auto &output) { bands.template band<l>(output); });
+    Halves halves(points, basis);
+    advanceThrough(halves, std::make_integer_sequence<int, l>{});
+    halves.advanceAndEvaluate<l, l>();
 }
+
+using BandEvaluator = void(const PointGroup &, BasisGroup &);
 
 template <int... l> BandEvaluator *bandEvaluator(uint32_t band, std::integer_sequence<int, l...>) {
     static constexpr BandEvaluator *evaluators[] = {evaluateBand<l>...};
@@ -42,8 +69,9 @@ template <int... l> BandEvaluator *bandEvaluator(uint32_t band, std::integer_seq
 
 } // namespace
 
-void evaluateDirect(const PointGroup &points, uint32_t order, BasisGroup &basis) {
-    evaluateHalves(points, basis, [&](auto &bands, const auto &output) { bands.bands(static_cast<int>(order), output); });
+void evaluateDirect(const PointGroup &points, uint32_t order, BasisGroup &basis, LinesAhead ahead) {
+    Halves halves(points, basis);
+    evaluateBandsFrom<0>(halves, static_cast<int>(order), ahead);
 }
 
 void evaluateDirectBand(const PointGroup &points, uint32_t band, BasisGroup &basis) {

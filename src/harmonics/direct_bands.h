@@ -27,52 +27,35 @@ template <class Real> class DirectBands {
 public:
     explicit DirectBands(const DirectPoint<Real> &point) : p(point), xy(point.x * point.y) {}
 
-    // Band l alone, as output(l + m, Y(l, m)).
-    template <int l, class Output> [[gnu::always_inline]] void band(const Output &output) {
-        advanceTo(std::make_integer_sequence<int, l>{});
-        values<l, l>(output);
-    }
-
-    // Bands 0 to `order`, as output(l l + l + m, Y(l, m)).
-    template <int l = 0, class Output> [[gnu::always_inline]] void bands(int order, const Output &output) {
-        advance<l>();
-        values<l, l * l + l>(output);
-        if constexpr (l < 15) {
-            if (order > l) bands<l + 1>(order, output);
-        }
-    }
-
-private:
-    template <int... m> [[gnu::always_inline]] void advanceTo(std::integer_sequence<int, m...>) { (advance<m + 1>(), ...); }
-
-    // T(m) and T(-m) from the step before. With the squares kept apart, the powers of x + i y have the parts
-    // re and x y im for even m, x re and y im for odd m.
-    template <int m> [[gnu::always_inline]] void advance() {
-        if constexpr (m == 0) return;
-        if constexpr (m == 1) {
+    // Bands must be advanced to one after the other, from 0 on.
+    template <int l> [[gnu::always_inline]] void advance() {
+        if constexpr (l == 0) return;
+        if constexpr (l == 1) {
             re = im = constant<Real>(1);
             cosine[1] = p.x;
             sine[1] = p.y;
-        } else if constexpr (m % 2 == 0) {
+        } else if constexpr (l % 2 == 0) {
             const Real sum = re + im;
             re = fusedDifference(p.xx, re, p.yy * im);
             im = sum;
-            cosine[m] = re;
-            sine[m] = xy * im;
+            cosine[l] = re;
+            sine[l] = xy * im;
         } else {
             const Real difference = fusedSubtract(p.yy, im, re);
             im = fused(p.xx, im, re);
             re = difference;
-            cosine[m] = p.x * re;
-            sine[m] = p.y * im;
+            cosine[l] = p.x * re;
+            sine[l] = p.y * im;
         }
     }
 
-    // Function (l, m) goes to output(middle + m).
+    // The functions of the band reached: (l, m) as output(middle + m, Y(l, m)).
     template <int l, int middle, class Output> [[gnu::always_inline]] void values(const Output &output) const {
         output(middle, zonal<l, 0>());
         pairs<l, middle>(output, std::make_integer_sequence<int, l>{});
     }
+
+private:
     template <int l, int middle, class Output, int... m>
     [[gnu::always_inline]] void pairs(const Output &output, std::integer_sequence<int, m...>) const {
         (pair<l, middle, m + 1>(output), ...);
@@ -91,8 +74,10 @@ private:
         return value;
     }
 
-    const DirectPoint<Real> p;
-    const Real xy;
+    DirectPoint<Real> p;
+    Real xy;
+    // T(m) and T(-m). With the squares kept apart, the powers of x + i y have the parts re and x y im for even m, x re and y im
+    // for odd m.
     Real re, im;
     Real cosine[16], sine[16];
 };

@@ -4,13 +4,16 @@
 
 namespace zypr::harmonics {
 
-void evaluateRecurrence(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis) {
+void evaluateRecurrence(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
+                        LinesAhead ahead) {
     const Float8 x = points.x, y = points.y, z = points.z;
     store(basis.values[0], broadcast<8>(state.tableA[0]));
     if (order == 0) return;
     store(basis.values[1], y * broadcast<8>(state.tableA[2]));
     store(basis.values[2], z * broadcast<8>(state.tableA[1]));
     store(basis.values[3], x * broadcast<8>(state.tableA[2]));
+
+    ahead.fetchForBand(1);
 
     // The bands l, l - 1 and l - 2, each addressed by m from its middle.
     auto *current = basis.values + 2, *previous = current, *beforePrevious = basis.values;
@@ -37,6 +40,7 @@ void evaluateRecurrence(const PointGroup &points, uint32_t order, const ZyprSHSt
             step(za, bm, m);
             step(za, bm, -m);
         }
+        ahead.fetchForBand(l);
         beforePrevious = previous;
         previous = current;
     }

@@ -142,6 +142,25 @@ TEST(SH, DirectResultsDependOnThePointAloneAndStayInTheDestination) {
     }
 }
 
+TEST(SH, OutputsThatOutgrowTheNearCachesAreNoDifferent) {
+    for (const ZyprSHType type : bothTypes) {
+        State state(15, type);
+        for (const uint32_t order : {3u, 6u, 15u}) {
+            const size_t width = static_cast<size_t>(functionCount(static_cast<int>(order)));
+            const PointArrays points = pointsOnSphere(150000 / width + 3, order);
+            GuardedArray<float> destination(points.size() * width);
+            ASSERT_EQ(zyprSH_32f(points.x.data(), points.y.data(), points.z.data(), static_cast<int32_t>(points.size()),
+                                 destination.data(), order, state.get()),
+                      zypStsNoErr);
+            for (size_t i = 0; i < points.size(); ++i) {
+                ASSERT_TRUE(equalBits(std::span(destination.data() + i * width, width),
+                                      blockAt(points.x[i], points.y[i], points.z[i], order, state.get())));
+            }
+            ASSERT_TRUE(destination.surroundingsIntact());
+        }
+    }
+}
+
 TEST(SH, LowerOrdersAreTheFirstFunctionsOfHigherOnes) {
     for (const ZyprSHType type : bothTypes) {
         State state(15, type);
