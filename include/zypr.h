@@ -567,9 +567,38 @@ zypStatus zyprWarpAffine_32f_C1PV(const float *const *srcPlanes, const ZyprVolum
 
 /* ---- Volume filter --------------------------------------------------------------------------------------------------- */
 
+/* Stores in *size the bytes of scratch that zyprFilter_16s_C1PV needs for these extents and the present thread count n, in
+ * 32-bit arithmetic: (32 x ((kw + 1) / 2) x kh x kd + 4 x ((dst width + 15) rounded down to a multiple of 16) + 64) x n, with
+ * kw, kh, kd the kernel's extents. Any alignment of the buffer will do.
+ * Checks size: zypStsNullPtrErr; the extents of dstExtent and kernelExtent, each above 0: zypStsSizeErr; channels, which must
+ * be 1: zypStsChannelCountErr. The extents' pointers aren't checked. */
 zypStatus zyprFilterGetBufSize(const ZyprVolumeExtent *dstExtent, const ZyprVolumeExtent *kernelExtent, int32_t channels,
                                int32_t *size);
 
+/* Convolves a volume with an integer kernel:
+ *     dst(x, y, z) = scaled(sum over k, j, i of kernelTaps[k][j][i] x src(x + ax - i, y + ay - j, z + az - k))
+ * with kernelTaps flat, width fastest, and tapOrigin = (ax, ay, az), which may lie outside the kernel. srcPlanes points at the
+ * plane that lines up with destination plane 0; entries in front of it (negative indices), rows and columns around the
+ * destination are read as far as the kernel reaches, and nothing else, so those and those alone must be there. With an extent
+ * of 3 and an origin of 1 that is one plane, row and column on each side.
+ *
+ * How the sum is formed and scaled by 1 / divisor depends on the kernel and on the destination's width:
+ *   integer  when kw, kh and kd are at least 3, the width is at least 16, all coefficients lie in -32767..32766 and their sum
+ *            (signed, so that large ones may cancel) is at most 98301. Sums are 32-bit and wrap. A divisor of 1 leaves them. A
+ *            divisor of 2^s: (sum + 2^(s-1) - 1 + bit s of the sum) >> s, which rounds halves to even. Any other:
+ *            float(sum) x (1.0f / divisor), rounded to nearest even; out of the 32-bit range this gives INT32_MIN.
+ *   float    otherwise, for 3 x 3 x 3 and 5 x 5 x 5. The 32-bit sum of each kernel row, which wraps, is converted to float and
+ *            added up in float, from the kernel's last row to its first; then times 1.0f / divisor, clamped and rounded to
+ *            nearest even. Large sums lose low bits.
+ *   exact    for all other shapes. 64-bit sums, to the nearest, halves to even; a divisor that isn't a power of two divides in
+ *            double precision.
+ * Every result is saturated to -32768..32767.
+ *
+ * Steps are bytes, odd ones lose their low bit, negative ones are allowed. Planes may lie at odd addresses. The destination
+ * must not overlap the source. buffer has the size that zyprFilterGetBufSize reports for the same extents and thread count.
+ * Checks srcPlanes, dstPlanes, kernelTaps, then buffer: zypStsNullPtrErr; dstExtent, then kernelExtent, each above 0, and a
+ * divisor of 0: zypStsSizeErr. Runs on several threads when all destination extents are at least 16; the results don't depend
+ * on it. Exact on every processor. */
 zypStatus zyprFilter_16s_C1PV(const int16_t *const *srcPlanes, int32_t srcRowStep, int16_t *const *dstPlanes,
                               int32_t dstRowStep, const ZyprVolumeExtent *dstExtent, const int32_t *kernelTaps,
                               const ZyprVolumeExtent *kernelExtent, const int32_t *tapOrigin, int32_t divisor, uint8_t *buffer);

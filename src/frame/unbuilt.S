@@ -3,8 +3,6 @@
 #define ZYPR_UNBUILT(name) .globl front_##name; .hidden front_##name; .type front_##name, @function; front_##name:
         .text
         .balign 16
-ZYPR_UNBUILT(zyprFilterGetBufSize)
-ZYPR_UNBUILT(zyprFilter_16s_C1PV)
 ZYPR_UNBUILT(zyprRemap_16u_C1PV)
 ZYPR_UNBUILT(zyprRemap_32f_C1PV)
 ZYPR_UNBUILT(zyprRemap_8u_C1PV)
