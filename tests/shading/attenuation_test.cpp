@@ -104,6 +104,16 @@ TEST(Attenuation, IsTwoAtDistanceTwoAndNearItInAVectorStep) {
     }
 }
 
+TEST(Attenuation, AtADistanceOfOneAVectorStepKeepsItsEstimate) {
+    const float origin[3] = {0, 0, 0};
+    std::vector<float> xs(31, -1.0f), zeros(31), expected(31);
+    const float *const positions[3] = {xs.data(), zeros.data(), zeros.data()};
+    const std::vector<int32_t> mask(31, 0);
+    model::attenuate(origin, positions, mask.data(), expected.data(), 31, false, 0);
+    EXPECT_TRUE(equalBits(distances(31, 4, -1.0f), expected));
+    EXPECT_EQ(distances(31, 4, -1.0f)[30], 1.0f);
+}
+
 // Some roots come out otherwise by the estimate: so the ways are told apart.
 TEST(Attenuation, NeighboursMayCarryEitherRoot) {
     Random random(5);
