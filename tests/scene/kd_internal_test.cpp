@@ -1,0 +1,441 @@
+// The builder's parts one by one: sorts, polygons, requests for memory, leaf forms, and the split search against the model's.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+
+#include "frame/memory.h"
+#include "scene/kd_build.h"
+#include "scene/meshes.h"
+#include "support/bits.h"
+#include "support/core_probe.h"
+#include "support/guarded_array.h"
+
+using namespace zypr;
+using namespace zypr::test;
+
+namespace {
+
+// An open build with room for `triangleCount` references, closed at the end.
+class OpenBuild {
+public:
+    explicit OpenBuild(int32_t triangleCount = 100, uint32_t limitMiB = 256)
+        : vertices_(3000, 0.0f), triangles_(4 * static_cast<size_t>(triangleCount), 0) {
+        EXPECT_EQ(kdOpenBuild(&state, vertices_.data(), triangles_.data(), 1000, triangleCount, limitMiB << 20), zypStsNoErr);
+    }
+    ~OpenBuild() { kdCloseBuild(state, zypStsMemLimitErr, nullptr, nullptr, nullptr); }
+
+    int32_t clipVertices() const { return static_cast<int32_t>((state->clipVertexCursor - state->clipVertexBase) / 12); }
+
+    ZyprKDPrimRef ref(uint32_t triangle, const std::vector<std::array<float, 3>> &points) {
+        KDVertex *polygon = nullptr;
+        const auto count = static_cast<uint32_t>(points.size());
+        EXPECT_EQ(kdRequestPolygon(state, count, &polygon), zypStsNoErr);
+        for (size_t i = 0; i < points.size(); ++i) {
+            kept_.push_back(points[i]);
+            polygon[i] = kept_.back().data();
+        }
+        return {triangle << 5 | count, kdExtremes(polygon, count), polygon};
+    }
+
+    ZyprKDBuildState *state = nullptr;
+
+private:
+    CoreProbeScope scope_;
+    std::vector<float> vertices_;
+    std::vector<int32_t> triangles_;
+    std::deque<std::array<float, 3>> kept_;
+};
+
+std::vector<std::array<float, 3>> pointsOf(const ZyprKDPrimRef &ref) {
+    std::vector<std::array<float, 3>> points;
+    for (uint32_t i = 0; i < ref.vertexCount(); ++i)
+        points.push_back({ref.polygon[i][0], ref.polygon[i][1], ref.polygon[i][2]});
+    return points;
+}
+using Points = std::vector<std::array<float, 3>>;
+
+// The words that a leaf with this list has as the root of a tree.
+std::vector<uint32_t> leafTree(std::vector<int32_t> numbers) {
+    const CoreProbeScope scope;
+    ZyprKDBuildNode leaf{};
+    leaf.kind = kdLeaf;
+    leaf.count = static_cast<int32_t>(numbers.size());
+    leaf.triangles = numbers.data();
+    ZyprKDTree *tree = nullptr;
+    int32_t size = 0;
+    EXPECT_EQ(kdEmitTree(leaf, &tree, &size), zypStsNoErr);
+    std::vector<uint32_t> words(static_cast<size_t>(size) / 4);
+    std::memcpy(words.data(), tree, static_cast<size_t>(size));
+    zyprFreeBlock(tree);
+    return words;
+}
+
+std::vector<uint32_t> generalLeaf(const std::vector<int32_t> &numbers) {
+    std::vector<uint32_t> words = {0xFFFFFFF0u, static_cast<uint32_t>(numbers.size()), 0, 0};
+    for (const int32_t number : numbers) words.push_back(static_cast<uint32_t>(number));
+    return words;
+}
+std::vector<uint32_t> compactLeaf(uint32_t word0, uint32_t word1) { return {word0, word1, 0, 0}; }
+
+std::vector<float> sortedModel(std::vector<float> keys) {
+    std::sort(keys.begin(), keys.end(), [](float a, float b) { return a != b ? a < b : std::signbit(a) > std::signbit(b); });
+    return keys;
+}
+
+} // namespace
+
+TEST(KDSort, BothSortsAscendAtEveryCount) {
+    Random random(1);
+    for (int32_t count = 0; count < 400; ++count) {
+        for (const bool lattice : {false, true}) {
+            std::vector<float> keys = random.reals(static_cast<size_t>(count), -1000.0f, 1000.0f);
+            if (lattice) {
+                for (float &key : keys) key = static_cast<float>(random.integer(-3, 3)) * (random.chance(0.5f) ? 1.0f : -1.0f);
+            }
+            const std::vector<float> expected = sortedModel(keys);
+            GuardedArray<float> quick(keys), radix(keys), buffer(keys.size());
+            kdSortFloatsQuick(quick.data(), count);
+            kdSortFloatsRadix(radix.data(), buffer.data(), count);
+            ASSERT_TRUE(equalBits(quick, expected)) << count;
+            ASSERT_TRUE(equalBits(radix, expected)) << count;
+            ASSERT_TRUE(quick.surroundingsIntact() && radix.surroundingsIntact() && buffer.surroundingsIntact());
+        }
+    }
+}
+
+TEST(KDSort, SortedReversedEqualAndSpecialKeysAscend) {
+    std::vector<std::vector<float>> inputs(4);
+    for (int i = 0; i < 5000; ++i) {
+        inputs[0].push_back(static_cast<float>(i));
+        inputs[1].push_back(static_cast<float>(-i));
+        inputs[2].push_back(4.0f);
+    }
+    for (const float value : specialFloats()) {
+        if (!std::isnan(value)) inputs[3].insert(inputs[3].end(), {value, -value, value});
+    }
+    for (const std::vector<float> &keys : inputs) {
+        const auto count = static_cast<int32_t>(keys.size());
+        std::vector<float> quick = keys, radix = keys, buffer = keys;
+        kdSortFloatsQuick(quick.data(), count);
+        kdSortFloatsRadix(radix.data(), buffer.data(), count);
+        EXPECT_TRUE(equalBits(quick, sortedModel(keys)));
+        EXPECT_TRUE(equalBits(radix, sortedModel(keys)));
+    }
+}
+
+TEST(KDExtremesWord, HoldsTheLowestIndexAmongEqualCoordinates) {
+    OpenBuild build;
+    const ZyprKDPrimRef ref = build.ref(0, {{1, 5, 2}, {0, 5, 2}, {0, 4, 2}, {1, 4, 2}});
+    EXPECT_EQ(ref.extremes, 0u | 0u << 5 | 0u << 10 | 1u << 15 | 2u << 20 | 0u << 25);
+}
+
+TEST(KDSplitPolygon, CutsATriangleIntoTwoWithTwoNewVertices) {
+    OpenBuild build;
+    const ZyprKDPrimRef ref = build.ref(7, {{0, 0, 0}, {4, 0, 8}, {0, 4, 0}});
+    KDVertex *const source = ref.polygon;
+    ZyprKDPrimRef left, right;
+    ASSERT_EQ(kdSplitPolygon(ref, &left, &right, 1.0f, 0, build.state), zypStsNoErr);
+    EXPECT_EQ(build.clipVertices(), 2);
+    EXPECT_EQ(left.tag, 7u << 5 | 4u);
+    EXPECT_EQ(right.tag, 7u << 5 | 3u);
+    EXPECT_EQ(left.triangle(), 7);
+    EXPECT_EQ(pointsOf(left), (Points{{0, 0, 0}, {1, 0, 2}, {1, 3, 2}, {0, 4, 0}}));
+    EXPECT_EQ(pointsOf(right), (Points{{1, 0, 2}, {4, 0, 8}, {1, 3, 2}}));
+    EXPECT_EQ(left.extremes, kdExtremes(left.polygon, 4));
+    EXPECT_EQ(right.extremes, kdExtremes(right.polygon, 3));
+    EXPECT_EQ(left.polygon[1], right.polygon[0]); // one vertex, shared
+    EXPECT_EQ(build.state->polygonFree[3], source);
+}
+
+TEST(KDSplitPolygon, ACutThroughAVertexSharesItAndMakesOneVertex) {
+    OpenBuild build;
+    const ZyprKDPrimRef ref = build.ref(1, {{0, 0, 0}, {1, 5, 5}, {4, 0, 0}});
+    const KDVertex middle = ref.polygon[1];
+    ZyprKDPrimRef left, right;
+    ASSERT_EQ(kdSplitPolygon(ref, &left, &right, 1.0f, 0, build.state), zypStsNoErr);
+    EXPECT_EQ(build.clipVertices(), 1);
+    EXPECT_EQ(left.vertexCount() + right.vertexCount(), 6u);
+    EXPECT_EQ(left.polygon[1], middle);
+    EXPECT_EQ(right.polygon[0], middle);
+    EXPECT_EQ(pointsOf(left), (Points{{0, 0, 0}, {1, 5, 5}, {1, 0, 0}}));
+    EXPECT_EQ(pointsOf(right), (Points{{1, 5, 5}, {4, 0, 0}, {1, 0, 0}}));
+}
+
+TEST(KDSplitPolygon, ACutThroughTwoVerticesMakesNone) {
+    OpenBuild build;
+    const ZyprKDPrimRef ref = build.ref(1, {{0, 0, 0}, {1, 1, 0}, {2, 0, 0}, {1, -1, 0}});
+    ZyprKDPrimRef left, right;
+    ASSERT_EQ(kdSplitPolygon(ref, &left, &right, 1.0f, 0, build.state), zypStsNoErr);
+    EXPECT_EQ(build.clipVertices(), 0);
+    EXPECT_EQ(pointsOf(left), (Points{{0, 0, 0}, {1, 1, 0}, {1, -1, 0}}));
+    EXPECT_EQ(pointsOf(right), (Points{{1, 1, 0}, {2, 0, 0}, {1, -1, 0}}));
+}
+
+TEST(KDSplitPolygon, NewVerticesAreInterpolatedInRingOrderInDoublePrecision) {
+    OpenBuild build;
+    const std::array<float, 3> a = {0.1f, 0.7f, -3.3f}, b = {1.9f, 0.2f, 8.1f}, c = {0.3f, -0.9f, 0.4f};
+    const ZyprKDPrimRef ref = build.ref(1, {a, b, c});
+    ZyprKDPrimRef left, right;
+    ASSERT_EQ(kdSplitPolygon(ref, &left, &right, 0.77f, 0, build.state), zypStsNoErr);
+    const auto crossing = [](const std::array<float, 3> &from, const std::array<float, 3> &to) {
+        std::array<float, 3> point = {0.77f, 0, 0};
+        const double t = (static_cast<double>(0.77f) - from[0]) / (static_cast<double>(to[0]) - from[0]);
+        for (size_t i = 1; i < 3; ++i)
+            point[i] = static_cast<float>(std::fma(static_cast<double>(to[i]) - from[i], t, static_cast<double>(from[i])));
+        return point;
+    };
+    EXPECT_EQ(pointsOf(right), (Points{crossing(a, b), b, crossing(b, c)}));
+}
+
+TEST(KDSplitPolygon, MoreThanNineVerticesEndTheBuild) {
+    OpenBuild build;
+    Points ring = {{0, 0, 0}};
+    for (int i = 1; i < 9; ++i) ring.push_back({2.0f + static_cast<float>(4 - std::abs(4 - i)), static_cast<float>(i), 0});
+    ZyprKDPrimRef ref = build.ref(1, ring), left, right;
+    EXPECT_EQ(kdSplitPolygon(ref, &left, &right, 1.0f, 0, build.state), zypStsBuildInconsistentErr);
+}
+
+TEST(KDSplitPolygon, AFullVertexPoolEndsTheBuild) {
+    OpenBuild build;
+    const ZyprKDPrimRef ref = build.ref(7, {{0, 0, 0}, {4, 0, 8}, {0, 4, 0}});
+    ZyprKDPrimRef left, right;
+    const auto statusWithRoom = [&](int32_t bytes) {
+        build.state->clipVertexCursor = build.state->clipVertexLimit - bytes;
+        return kdSplitPolygon(ref, &left, &right, 1.0f, 0, build.state);
+    };
+    EXPECT_EQ(statusWithRoom(12), zypStsMemLimitErr); // the cursor stays strictly below the limit
+    EXPECT_EQ(statusWithRoom(13), zypStsMemLimitErr);
+    EXPECT_EQ(statusWithRoom(24), zypStsMemLimitErr);
+    EXPECT_EQ(statusWithRoom(25), zypStsNoErr);
+}
+
+TEST(KDSplitPolygon, APolygonBlockThatTheLimitForbidsEndsTheBuild) {
+    OpenBuild build;
+    const ZyprKDPrimRef ref = build.ref(7, {{0, 0, 0}, {4, 0, 8}, {0, 4, 0}});
+    ZyprKDPrimRef left, right;
+    ZyprKDBuildBlock *block = build.state->polygonBlocks.prev;
+    build.state->memoryLeft = 0x1000027;
+    block->cursor = block->limit - 32; // four pointers end at the limit
+    EXPECT_EQ(kdSplitPolygon(ref, &left, &right, 1.0f, 0, build.state), zypStsMemLimitErr);
+    build.state->memoryLeft = 0x1000028;
+    EXPECT_EQ(kdSplitPolygon(ref, &left, &right, 1.0f, 0, build.state), zypStsNoErr);
+    EXPECT_EQ(build.state->memoryLeft, 0u);
+}
+
+TEST(KDRequests, PoolsStayBelowTheirLimit) {
+    OpenBuild build;
+    const auto room = static_cast<int64_t>(build.state->refPoolLimit - build.state->refPoolCursor);
+    EXPECT_EQ(room, 0x1000000);
+    ZyprKDPrimRef *refs;
+    EXPECT_EQ(kdRequestRefs(build.state, room / 16, &refs), zypStsMemLimitErr);
+    EXPECT_EQ(kdRequestRefs(build.state, int64_t{1} << 31, &refs), zypStsMemLimitErr);
+    EXPECT_EQ(kdRequestRefs(build.state, room / 16 - 1, &refs), zypStsNoErr);
+    EXPECT_EQ(kdRequestRefs(build.state, 1, &refs), zypStsMemLimitErr);
+}
+
+TEST(KDRequests, PolygonArraysAreReusedByCountLastInFirstOut) {
+    OpenBuild build;
+    KDVertex *a, *b, *c, *d;
+    ASSERT_EQ(kdRequestPolygon(build.state, 4, &a), zypStsNoErr);
+    ASSERT_EQ(kdRequestPolygon(build.state, 4, &b), zypStsNoErr);
+    EXPECT_EQ(b - a, 4);
+    kdReleasePolygon(build.state, 4, a);
+    kdReleasePolygon(build.state, 4, b);
+    ASSERT_EQ(kdRequestPolygon(build.state, 5, &c), zypStsNoErr);
+    EXPECT_EQ(c - b, 4);
+    ASSERT_EQ(kdRequestPolygon(build.state, 4, &c), zypStsNoErr);
+    ASSERT_EQ(kdRequestPolygon(build.state, 4, &d), zypStsNoErr);
+    EXPECT_EQ(c, b);
+    EXPECT_EQ(d, a);
+}
+
+TEST(KDRequests, AHugeLeafGetsABlockOfItsOwn) {
+    OpenBuild build;
+    int32_t *list = nullptr;
+    ASSERT_EQ(kdRequestLeafList(build.state, 4194304, &list), zypStsNoErr);
+    EXPECT_EQ(CoreProbe::requests().back(), 0x1000000);
+    ASSERT_EQ(kdRequestLeafList(build.state, 4194305, &list), zypStsNoErr);
+    EXPECT_EQ(CoreProbe::requests().back(), 0x1000004);
+    list[4194304] = 1;
+    build.state->memoryLeft = 20000039;
+    EXPECT_EQ(kdRequestLeafList(build.state, 5000000, &list), zypStsMemLimitErr);
+}
+
+TEST(KDClip, TrianglesInsideCostNoVertices) {
+    OpenBuild build(2);
+    build.state->triangleEnd = build.state->triangleBase + 8;
+    std::vector<float> vertices = {0, 0, 0, 1, 0, 0, 0, 1, 0, 9, 0, 0};
+    build.state->vertexBase = vertices.data();
+    build.state->vertexEnd = vertices.data() + vertices.size();
+    const std::vector<int32_t> triangles = {0, 1, 2, 0, 0, 3, 2, 0};
+    const ZyprBox box{{0, 0, 0}, {1, 1, 1}};
+    ZyprKDPrimRef *refs;
+    int32_t count = -1;
+    ASSERT_EQ(kdClipTrianglesToBox(&refs, &count, triangles.data(), 1, box, build.state), zypStsNoErr);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(build.clipVertices(), 0);
+    for (size_t k = 0; k < 3; ++k) EXPECT_EQ(refs[0].polygon[k], vertices.data() + 3 * k);
+
+    ASSERT_EQ(kdClipTrianglesToBox(&refs, &count, triangles.data() + 4, 1, box, build.state), zypStsNoErr);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(build.clipVertices(), 2);
+    EXPECT_EQ(pointsOf(refs[0]), (Points{{0, 0, 0}, {1, 0, 0}, {1, 0.8888889f, 0}, {0, 1, 0}}));
+}
+
+TEST(KDClip, WhatOnlyTouchesTheBoxIsDroppedOrKeptAsThePassesGive) {
+    OpenBuild build(1);
+    const ZyprBox box{{0, 0, 0}, {1, 1, 1}};
+    const auto clipped = [&](const std::vector<float> &vertices) {
+        build.state->vertexBase = vertices.data();
+        build.state->vertexEnd = vertices.data() + vertices.size();
+        const int32_t triangle[4] = {0, 1, 2, 0};
+        ZyprKDPrimRef *refs;
+        int32_t count = -1;
+        EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsNoErr);
+        return count == 0 ? Points{} : pointsOf(refs[0]);
+    };
+    EXPECT_EQ(clipped({1, 0.5f, 0.5f, 2, 0, 0.5f, 2, 1, 0.5f}), Points{});        // one vertex on a face
+    EXPECT_EQ(clipped({1, 0.2f, 0.5f, 1, 0.8f, 0.5f, 2, 0.5f, 0.5f}), Points{});  // an edge on a face
+    EXPECT_EQ(clipped({1, 0.2f, 0.5f, 1, 0.8f, 0.5f, 1, 0.5f, 0.9f}).size(), 3u); // all of it on a face
+    EXPECT_EQ(clipped({1, 0.2f, 0.5f, 1, 0.8f, 0.5f, 1, 0.5f, 5.0f}).size(), 4u);
+    EXPECT_EQ(clipped({3, 0.2f, 0.5f, 4, 0.8f, 0.5f, 5, 0.5f, 0.5f}), Points{});
+}
+
+TEST(KDClip, FullPoolsEndTheBuild) {
+    OpenBuild build(1);
+    const ZyprBox box{{0, 0, 0}, {1, 1, 1}};
+    const std::vector<float> vertices = {0, 0, 0, 9, 0, 0, 0, 1, 0};
+    build.state->vertexBase = vertices.data();
+    build.state->vertexEnd = vertices.data() + vertices.size();
+    const int32_t triangle[4] = {0, 1, 2, 0};
+    ZyprKDPrimRef *refs;
+    int32_t count;
+    build.state->clipVertexCursor = build.state->clipVertexLimit - 24;
+    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsMemLimitErr);
+    build.state->clipVertexCursor = build.state->clipVertexBase;
+    build.state->refPoolCursor = build.state->refPoolLimit - 16;
+    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsMemLimitErr);
+    build.state->refPoolCursor = build.state->refPoolLimit - 17;
+    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsNoErr);
+}
+
+TEST(KDPartition, CountsThatDifferFromThePredictionEndTheBuild) {
+    OpenBuild build;
+    const KDBounds bounds(build.state->scratch);
+    for (const auto &[left, right] : {std::pair{1, 2}, std::pair{2, 1}, std::pair{2, 3}, std::pair{3, 2}, std::pair{2, 2}}) {
+        ZyprKDPrimRef refs[4], lefts[8];
+        for (uint32_t i = 0; i < 4; ++i) {
+            const auto x = static_cast<float>(i);
+            refs[i] = build.ref(i, {{x, 0, 0}, {x + 1, 0, 0}, {x, 1, 1}});
+        }
+        kdGatherBounds(bounds, refs, 4);
+        const ZyprKDSplitResult split{0.0, 2.0f, 0, left, right, 1};
+        EXPECT_EQ(kdPartition(bounds, refs, 4, split, lefts, build.state),
+                  left == 2 && right == 2 ? zypStsNoErr : zypStsBuildInconsistentErr);
+    }
+}
+
+TEST(KDEmit, CompactLeavesHoldUpToThreeNumbers) {
+    const int32_t big = 0x20000000;
+    EXPECT_EQ(leafTree({5}), compactLeaf(0x80000005u, 0x80000001u));
+    EXPECT_EQ(leafTree({INT32_MAX}), compactLeaf(0xFFFFFFFFu, 0x80000001u));
+    EXPECT_EQ(leafTree({1000, 70000}), compactLeaf(0x80000000u | 70000u, 1000u << 2 | 0x80000002u));
+    EXPECT_EQ(leafTree({big - 1, big}), compactLeaf(0x80000000u | 0x20000000u, 0x1FFFFFFFu << 2 | 0x80000002u));
+    EXPECT_EQ(leafTree({big, 7}), compactLeaf(0x80000000u | 0x20000000u, 7u << 2 | 0x80000002u));
+    EXPECT_EQ(leafTree({7, 3, 5}), compactLeaf(0x80020002u, 0x80000017u));
+    EXPECT_EQ(leafTree({0, 32767, 98302}), compactLeaf(0x80000000u | 0x7FFFu << 16 | 0xFFFFu, 32767u << 2 | 0x80000003u));
+    EXPECT_EQ(leafTree({big - 1, big, big - 2}), compactLeaf(0x80010001u, 0x1FFFFFFFu << 2 | 0x80000003u));
+}
+
+TEST(KDEmit, OtherLeavesHaveAList) {
+    const int32_t big = 0x20000000;
+    for (const std::vector<int32_t> &numbers : std::vector<std::vector<int32_t>>{{},
+                                                                                 {-1},
+                                                                                 {-1, 4},
+                                                                                 {4, -1},
+                                                                                 {big, big},
+                                                                                 {0, 40000, 40001},
+                                                                                 {40001, 0, 40000},
+                                                                                 {0, 32768, 32769},
+                                                                                 {0, 1, 65537},
+                                                                                 {3, -2, 5},
+                                                                                 {big - 1, big, big + 1},
+                                                                                 {4, 3, 2, 1},
+                                                                                 {1, 1, 1, 1, 1}}) {
+        EXPECT_EQ(leafTree(numbers), generalLeaf(numbers));
+    }
+}
+
+TEST(KDEmit, AFailedBlockIsReportedWithTheOutputsUnwritten) {
+    const CoreProbeScope scope;
+    CoreProbe::failingAllocation = 0;
+    ZyprKDBuildNode leaf{};
+    leaf.kind = kdLeaf;
+    ZyprKDTree *tree = nullptr;
+    int32_t size = -5;
+    EXPECT_EQ(kdEmitTree(leaf, &tree, &size), zypStsAllocFailErr);
+    EXPECT_EQ(tree, nullptr);
+    EXPECT_EQ(size, -5);
+}
+
+TEST(KDSearch, BothFormsFindTheModelsSplit) {
+    Random random(77);
+    for (int trial = 0; trial < 1500; ++trial) {
+        const int32_t count = trial % 3 == 0   ? random.integer(1, 12)
+                              : trial % 3 == 1 ? random.integer(13, 400)
+                                               : random.integer(40, 60);
+        const bool lattice = random.chance(0.5f);
+        const int32_t steps = random.integer(1, 40);
+        const float spread = random.chance(0.5f) ? 1.0f : random.real(0.0f, 0.2f);
+        const auto coordinate = [&] {
+            const float x =
+                lattice ? static_cast<float>(random.integer(0, steps)) / static_cast<float>(steps) : random.real(0.0f, 1.0f);
+            return random.chance(0.02f) ? -0.0f : x;
+        };
+        model::KDBox modelBox{};
+        ZyprBox box{};
+        for (int a = 0; a < 3; ++a) {
+            box.minimum[a] = modelBox.lo[a] = random.chance(0.5f) ? 0.0f : -random.real(0.0f, 0.3f);
+            box.maximum[a] = modelBox.hi[a] = random.chance(0.5f) ? 1.0f : 1.0f + random.real(0.0f, 0.3f);
+        }
+        if (random.chance(0.1f)) box.maximum[1] = modelBox.hi[1] = box.minimum[1];
+        std::array<std::vector<std::pair<float, float>>, 3> intervals;
+        std::vector<GuardedArray<float>> arrays;
+        float *scratch[12];
+        for (int i = 0; i < 12; ++i) {
+            arrays.emplace_back(static_cast<size_t>(count));
+            scratch[i] = arrays.back().data();
+        }
+        const KDBounds bounds(scratch);
+        for (int a = 0; a < 3; ++a) {
+            for (int32_t i = 0; i < count; ++i) {
+                float lo = coordinate(), hi = random.chance(0.1f) ? lo : lo + spread * (coordinate() - lo);
+                if (hi < lo) std::swap(lo, hi);
+                intervals[static_cast<size_t>(a)].emplace_back(lo, hi);
+                bounds.low[a][i] = lo;
+                bounds.high[a][i] = hi;
+            }
+        }
+        const float kappa = model::kdModelKappa(random.real(0.0f, 1.0f));
+        const model::KDSearchResult expected = model::kdModelSearch(modelBox, intervals, kappa);
+        for (const auto search : {kdFindBestSplit, localFindBestSplitSortSearch_MT}) {
+            ZyprKDSplitResult found{};
+            search(&found, count, box, bounds, kappa);
+            ASSERT_EQ(found.axis, expected.axis) << trial;
+            if (expected.axis < 0) continue;
+            ASSERT_EQ(bits(found.plane), bits(expected.plane)) << trial;
+            ASSERT_EQ(bits(found.cost), bits(expected.cost)) << trial;
+            ASSERT_EQ(found.leftCount, expected.left);
+            ASSERT_EQ(found.rightCount, expected.right);
+            // The side matters where a reference lies in the plane.
+            const std::pair inPlane{expected.plane, expected.plane};
+            const auto &onAxis = intervals[static_cast<size_t>(expected.axis)];
+            if (std::find(onAxis.begin(), onAxis.end(), inPlane) != onAxis.end()) {
+                ASSERT_EQ(found.planarSide, expected.side);
+            }
+        }
+    }
+}
