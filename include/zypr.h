@@ -131,18 +131,18 @@ typedef struct ZyprLayerSize {
 
 /* Boxes `count` points (x, y, z interleaved). The box is widened on all sides by one margin, the single-precision product of
  * 9.9999997e-05 and the largest magnitude among the six bounds (at least 1.1754944e-38).
- * Checks: `points` null gives zypStsNullPtrErr; `box` is not checked. A count below 1 reads nothing and writes a box turned inside
- * out: minimum 3.4024831e38, maximum -3.4024831e38. No alignment is needed. Exact on every processor. */
+ * Checks: `points` null gives zypStsNullPtrErr; `box` is not checked. A count below 1 reads nothing and writes a box turned
+ * inside out: minimum 3.4024831e38, maximum -3.4024831e38. No alignment is needed. Exact on every processor. */
 zypStatus zyprSetBoundBox_32f(const float *points, int32_t count, ZyprBox *box);
 
 /* Stores the size of one ZyprTriangleAccel, 40 bytes. Checks: `size` null gives zypStsNullPtrErr. */
 zypStatus zyprTriangleAccelGetSize(int32_t *size);
 
 /* Fills `count` records from packed vertices and from triangles of four int32, in double precision; each float stored is one
- * rounding. The dominant axis of the normal is chosen by strict comparison, so that among equal magnitudes the earlier axis stays.
- * A degenerate triangle (normal exactly zero) gets a record of zeros, which no ray hits. Ranges of one array may be filled from
- * several threads by passing offset pointers.
- * Checks: none, and always zypStsNoErr; a count below 1 does nothing. No alignment is needed. Exact on every processor. */
+ * rounding. The dominant axis of the normal is chosen by strict comparison, so that among equal magnitudes the earlier axis
+ * stays. A degenerate triangle (normal exactly zero) gets a record of zeros, which no ray hits. Ranges of one array may be
+ * filled from several threads by passing offset pointers. Checks: none, and always zypStsNoErr; a count below 1 does nothing.
+ * No alignment is needed. Exact on every processor. */
 zypStatus zyprTriangleAccelInit(ZyprTriangleAccel *accel, const float *vertices, const int32_t *triangles, int32_t count);
 
 /* ---- KD-tree --------------------------------------------------------------------------------------------------------- */
@@ -159,19 +159,20 @@ typedef struct ZyprKDTreeBuildContext {
     const float *clipBox;    /* minimum x, y, z, maximum x, y, z, or null for the box of all vertices (SAH only) */
 } ZyprKDTreeBuildContext;
 
-/* Builds a KD-tree over a mesh into one new block, stores its address in `*tree` and its size in `*sizeBytes`. Triangle numbers in
- * the leaves are positions in `triangles`. The block belongs to the caller, who releases it by zyprKDTreeFree.
+/* Builds a KD-tree over a mesh into one new block, stores its address in `*tree` and its size in `*sizeBytes`. Triangle numbers
+ * in the leaves are positions in `triangles`. The block belongs to the caller, who releases it by zyprKDTreeFree.
  *
  * zyprKDTreeBuildSimple makes one leaf with all triangles and touches neither vertices nor triangles; 4 n + 16 bytes.
- * zyprKDTreeBuildSAH takes every coordinate at which a triangle, cut to its node's box, begins or ends as a candidate plane, and
- * splits while the saving exceeds the cost of a step: a splitBias of 1 counts a step as half an intersection test over the
- * node's area, a splitBias of 0 as five. Every split counts as a level of maxDepth. With a clipBox, triangles are cut to it, and it is
- * the root's box even where the mesh is smaller; without one the box of all `vertexCount` vertices is, used or not.
+ * zyprKDTreeBuildSAH takes every coordinate at which a triangle, cut to its node's box, begins or ends as a candidate plane,
+ * and splits while the saving exceeds the cost of a step: a splitBias of 1 counts a step as half an intersection test over the
+ * node's area, a splitBias of 0 as five. Every split counts as a level of maxDepth. With a clipBox, triangles are cut to it,
+ * and it is the root's box even where the mesh is smaller; without one the box of all `vertexCount` vertices is, used or not.
  *
  * Memory of a build: 32-bit accounting against memoryLimitMiB x 2^20 bytes. 12 V + 84 T + 33,554,912 bytes must be covered to
- * start; 48 T bytes and two pools of 36 T and 48 V bytes, each rounded down to 16 MiB and 16 MiB added, are taken at once, and further
- * blocks of 16 MiB as they are needed, so that an empty mesh needs 49 and a small one 81. The working memory is released before the
- * tree's block is allocated. The products and the limit wrap in 32 bits: limits of 4096 and more are taken modulo 4096.
+ * start; 48 T bytes and two pools of 36 T and 48 V bytes, each rounded down to 16 MiB and 16 MiB added, are taken at once, and
+ * further blocks of 16 MiB as they are needed, so that an empty mesh needs 49 and a small one 81. The working memory is
+ * released before the tree's block is allocated. The products and the limit wrap in 32 bits: limits of 4096 and more are taken
+ * modulo 4096.
  *
  * Checks, in this order:
  *   tree, vertices, triangles or sizeBytes null                         zypStsNullPtrErr
@@ -186,8 +187,8 @@ typedef struct ZyprKDTreeBuildContext {
  *       a cut left a polygon of more than nine vertices                 zypStsBuildInconsistentErr
  * On failure everything is released, and `*tree` and `*sizeBytes` are not written.
  *
- * Vertex numbers are trusted. Vertices that are NaN end in some tree or in an error, without harm. The tree is the same byte for
- * byte on every processor and with any number of threads. No alignment is needed. */
+ * Vertex numbers are trusted. Vertices that are NaN end in some tree or in an error, without harm. The tree is the same byte
+ * for byte on every processor and with any number of threads. No alignment is needed. */
 zypStatus zyprKDTreeBuildAlloc(ZyprKDTree **tree, const float *vertices, const int32_t *triangles, int32_t vertexCount,
                                int32_t triangleCount, int32_t *sizeBytes, const ZyprKDTreeBuildContext *context);
 

@@ -85,17 +85,23 @@ zypStatus keepInPool(KDVertex *vertex, ZyprKDBuildState *state) {
 
 } // namespace
 
+// The three axes side by side: each lane keeps its extreme and the index that it was found at.
 uint32_t kdExtremes(const KDVertex *polygon, uint32_t vertexCount) {
-    uint32_t word = 0;
-    for (int axis = 0; axis < 3; ++axis) {
-        uint32_t smallest = 0, largest = 0;
-        for (uint32_t i = 1; i < vertexCount; ++i) {
-            if (polygon[i][axis] < polygon[smallest][axis]) smallest = i;
-            if (polygon[i][axis] > polygon[largest][axis]) largest = i;
-        }
-        word |= largest << (5 * axis) | smallest << (5 * axis + 15);
+    const Mask4 xyz = firstLanes<4>(3);
+    Float4 smallest = load(polygon[0], xyz), largest = smallest;
+    Int4 smallestIndex = broadcast<4>(0), largestIndex = smallestIndex;
+    for (uint32_t i = 1; i < vertexCount; ++i) {
+        const Float4 vertex = load(polygon[i], xyz);
+        const Int4 index = broadcast<4>(static_cast<int32_t>(i));
+        smallestIndex = select(vertex < smallest, index, smallestIndex);
+        largestIndex = select(vertex > largest, index, largestIndex);
+        smallest = minimum(vertex, smallest);
+        largest = maximum(vertex, largest);
     }
-    return word;
+    const __m128i word = _mm_or_si128(_mm_sllv_epi32(raw(smallestIndex), _mm_setr_epi32(15, 20, 25, 32)),
+                                      _mm_sllv_epi32(raw(largestIndex), _mm_setr_epi32(0, 5, 10, 32)));
+    const __m128i pairs = _mm_or_si128(word, _mm_unpackhi_epi64(word, word));
+    return static_cast<uint32_t>(_mm_cvtsi128_si32(pairs) | _mm_extract_epi32(pairs, 1));
 }
 
 zypStatus kdInitPrimRefs(ZyprKDPrimRef **refs, int32_t vertexCount, int32_t triangleCount, ZyprBox *box,

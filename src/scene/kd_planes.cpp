@@ -36,17 +36,18 @@ void sortFloats(float *keys, float *buffer, int32_t count) {
 
 Float8 loadFirst(const float *p, Mask8 active, Float8 otherwise) { return select(active, load(p, active), otherwise); }
 
+// Of four lanes, then of two, then of one.
+template <class Combine> float reduced(Float8 a, const Combine &combine) {
+    const Float4 four = combine(low(a), high(a));
+    const Float4 two = combine(four, Float4{_mm_movehl_ps(four.v, four.v)});
+    const Float4 one = combine(two, Float4{_mm_movehdup_ps(two.v)});
+    return _mm_cvtss_f32(one.v);
+}
 float least(Float8 a) {
-    float lanes[8];
-    store(lanes, a);
-    for (int i = 1; i < 8; ++i) lanes[0] = minimum(lanes[i], lanes[0]);
-    return lanes[0];
+    return reduced(a, [](Float4 l, Float4 r) { return minimum(l, r); });
 }
 float greatest(Float8 a) {
-    float lanes[8];
-    store(lanes, a);
-    for (int i = 1; i < 8; ++i) lanes[0] = maximum(lanes[i], lanes[0]);
-    return lanes[0];
+    return reduced(a, [](Float4 l, Float4 r) { return maximum(l, r); });
 }
 
 // Calls visit(low, high, active) for eight references at a time. Lanes that aren't active repeat the first reference.
@@ -112,7 +113,7 @@ void KDAxisSearch::prepare(const KDAxisCost &axisCost, const float *refLows, con
     }
     if (planarCount_ > 0) splitOffFaces();
     binCount_ = ended_ ? 0 : binCountFor(count_);
-    upper_ = best_.cost;
+    upper_ = best_.cost; // no better one is known
     if (binCount_ == 0) return;
     countEvents();
     boundBins();
@@ -216,9 +217,11 @@ void KDAxisSearch::boundBins() {
 
 void KDAxisSearch::finish(double limit, float *const *scratch) {
     if (ended_) return;
+    const double unscaled = limit / factor_ * (1.0 + 1e-12);
+    if (unscaled < upper_) upper_ = unscaled;
     if (binCount_ == 0) {
         planarCount_ == 0 ? searchAll<false>(scratch) : searchAll<true>(scratch);
-    } else if (chooseBins(limit)) {
+    } else if (chooseBins()) {
         collectEvents(scratch);
         planarCount_ == 0 ? searchBins<false>(scratch) : searchBins<true>(scratch);
     }
@@ -234,7 +237,7 @@ template <bool planar> void KDAxisSearch::searchAll(float *const *scratch) {
     searchByCounting<planar>({lows_, highs_, scratch[2], count_, count_, planars}, 0, 0);
 }
 
-bool KDAxisSearch::chooseBins(double limit) {
+bool KDAxisSearch::chooseBins() {
     int32_t lowPlace = 0, highPlace = 0;
     firstChosen_ = binCount_;
     lastChosen_ = -1;
@@ -242,7 +245,7 @@ bool KDAxisSearch::chooseBins(double limit) {
         planarsIn_[bin] = 0;
         lowsAt_[bin] = highsAt_[bin] = -1;
         const double bound = binBound_[bin];
-        if (bound == DBL_MAX || bound > upper_ || factor_ * bound > limit) continue;
+        if (bound == DBL_MAX || bound > upper_) continue;
         lowsAt_[bin] = lowPlace;
         highsAt_[bin] = highPlace;
         lowPlace += lowsIn_[bin];
@@ -311,83 +314,105 @@ void KDAxisSearch::search(const KDEvents &events, int32_t lowsBelow, int32_t hig
 
 namespace {
 
-Int8 countBelow(const float *events, int32_t count, Float8 x) {
-    Int8 found = broadcast<8>(0);
-    for (int32_t i = 0; i < count; ++i) found = found - bitsOf(broadcast<8>(events[i]) < x);
-    return found;
-}
-Int8 countAbove(const float *events, int32_t count, Float8 x) {
-    Int8 found = broadcast<8>(0);
-    for (int32_t i = 0; i < count; ++i) found = found - bitsOf(broadcast<8>(events[i]) > x);
-    return found;
-}
 Int8 countAt(const float *events, int32_t count, Float8 x) {
     Int8 found = broadcast<8>(0);
     for (int32_t i = 0; i < count; ++i) found = found - bitsOf(broadcast<8>(events[i]) == x);
     return found;
 }
 
-struct Costs {
-    double of[8];
-    unsigned candidates; // bits of the lanes that may be offered
+// Eight planes with the references that begin below them and those that end above them.
+struct EightPlanes {
+    Float8 x;
+    Int8 below, above;
+
+    void count(Float8 lowEvent, Float8 highEvent) {
+        below = below - bitsOf(lowEvent < x);
+        above = above - bitsOf(highEvent > x);
+    }
 };
 
-Double4 toDouble(__m128i a) { return {_mm256_cvtepi32_pd(a)}; }
+struct EightCosts {
+    Double4 first, second;
 
-Costs costsAt(const KDAxisCost &cost, Float8 x, Int8 left, Int8 right, double best) {
-    Costs costs;
-    const Float8 toLeft = x - broadcast<8>(cost.m), toRight = broadcast<8>(cost.M) - x;
-    const Double4 w = broadcastDouble(cost.w);
-    const auto half = [&](Float4 l, Float4 r, __m128i leftCount, __m128i rightCount) {
-        return fused(toDouble(leftCount), w + widened(l), toDouble(rightCount) * (w + widened(r)));
-    };
-    const Double4 a = half(low(toLeft), low(toRight), _mm256_castsi256_si128(raw(left)), _mm256_castsi256_si128(raw(right)));
-    const Double4 b =
-        half(high(toLeft), high(toRight), _mm256_extracti128_si256(raw(left), 1), _mm256_extracti128_si256(raw(right), 1));
-    _mm256_storeu_pd(costs.of, a.v);
-    _mm256_storeu_pd(costs.of + 4, b.v);
-    const __m256d limit = _mm256_set1_pd(best);
-    costs.candidates = static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a.v, limit, _CMP_LE_OQ))) |
-                       static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(b.v, limit, _CMP_LE_OQ))) << 4;
-    return costs;
-}
+    EightCosts(const KDAxisCost &cost, Float8 x, Int8 left, Int8 right) {
+        const Float8 toLeft = x - broadcast<8>(cost.m), toRight = broadcast<8>(cost.M) - x;
+        const Double4 w = broadcastDouble(cost.w);
+        const auto four = [w](Float4 l, Float4 r, __m128i leftCounts, __m128i rightCounts) {
+            return fused(Double4{_mm256_cvtepi32_pd(leftCounts)}, w + widened(l),
+                         Double4{_mm256_cvtepi32_pd(rightCounts)} * (w + widened(r)));
+        };
+        first = four(low(toLeft), low(toRight), _mm256_castsi256_si128(raw(left)), _mm256_castsi256_si128(raw(right)));
+        second =
+            four(high(toLeft), high(toRight), _mm256_extracti128_si256(raw(left), 1), _mm256_extracti128_si256(raw(right), 1));
+    }
+    unsigned atMost(double limit) const {
+        const __m256d v = _mm256_set1_pd(limit);
+        return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(first.v, v, _CMP_LE_OQ))) |
+               static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(second.v, v, _CMP_LE_OQ))) << 4;
+    }
+    void store(double *costs) const {
+        _mm256_storeu_pd(costs, first.v);
+        _mm256_storeu_pd(costs + 4, second.v);
+    }
+};
 
 } // namespace
 
-// Compares every event with every other, eight candidate planes at a time.
+void KDAxisSearch::offerEight(unsigned lanes, Float8 x, Int8 left, Int8 right, int32_t planarSide) {
+    const EightCosts costs(cost_, x, left, right);
+    lanes &= costs.atMost(minimum(best_.cost, upper_));
+    if (lanes == 0) return;
+    double costOf[8];
+    float planes[8];
+    int32_t leftCounts[8], rightCounts[8];
+    costs.store(costOf);
+    store(planes, x);
+    store(leftCounts, left);
+    store(rightCounts, right);
+    for (; lanes != 0; lanes &= lanes - 1) {
+        const int lane = std::countr_zero(lanes);
+        best_.offerSwept(costOf[lane], planes[lane], leftCounts[lane], rightCounts[lane], planarSide);
+    }
+}
+
+// Compares every event with every other. The candidate planes are the lows and the highs, eight of each at a time.
 template <bool planar> void KDAxisSearch::searchByCounting(const KDEvents &events, int32_t lowsBelow, int32_t highsAbove) {
-    const auto offer = [&](const Costs &costs, unsigned lanes, Float8 x, Int8 left, Int8 right, int32_t side) {
-        lanes &= costs.candidates;
-        if (lanes == 0) return;
-        float planes[8];
-        int32_t leftCounts[8], rightCounts[8];
-        store(planes, x);
-        store(leftCounts, left);
-        store(rightCounts, right);
-        for (; lanes != 0; lanes &= lanes - 1) {
-            const int lane = std::countr_zero(lanes);
-            best_.offerSwept(costs.of[lane], planes[lane], leftCounts[lane], rightCounts[lane], side);
+    const auto offer = [&](const EightPlanes &planes, Mask8 active) {
+        if constexpr (planar) {
+            const unsigned lanes = signBits((planes.x <= broadcast<8>(lastEnd_)) & active);
+            const Int8 k = countAt(events.planars, events.planarCount, planes.x);
+            offerEight(lanes, planes.x, planes.below, planes.above + k, 1);
+            offerEight(lanes & signBits(broadcast<8>(0) - k), planes.x, planes.below + k, planes.above, 0);
+        } else {
+            offerEight(signBits(active), planes.x, planes.below, planes.above, 1);
         }
     };
-    const auto lookAt = [&](const float *candidates, int32_t count) {
-        for (int32_t i = 0; i < count; i += 8) {
-            const Mask8 active = firstLanes<8>(count - i);
-            const Float8 x = loadFirst(candidates + i, active, broadcast<8>(candidates[i]));
-            const Int8 left = countBelow(events.lows, events.lowCount, x) + broadcast<8>(lowsBelow);
-            const Int8 right = countAbove(events.highs, events.highCount, x) + broadcast<8>(highsAbove);
-            if constexpr (planar) {
-                const unsigned lanes = signBits((x <= broadcast<8>(lastEnd_)) & active);
-                const Int8 k = countAt(events.planars, events.planarCount, x);
-                offer(costsAt(cost_, x, left, right + k, best_.cost), lanes, x, left, right + k, 1);
-                offer(costsAt(cost_, x, left + k, right, best_.cost), lanes & signBits(broadcast<8>(0) - k), x, left + k, right,
-                      0);
-            } else {
-                offer(costsAt(cost_, x, left, right, best_.cost), signBits(active), x, left, right, 1);
-            }
-        }
+    const auto planesFrom = [&](const float *candidates, int32_t i, Mask8 active) {
+        return EightPlanes{load(candidates + i, active), broadcast<8>(lowsBelow), broadcast<8>(highsAbove)};
     };
-    lookAt(events.lows, events.lowCount);
-    lookAt(events.highs, events.highCount);
+    const int32_t most = events.lowCount > events.highCount ? events.lowCount : events.highCount;
+    for (int32_t i = 0; i < most; i += 8) {
+        const Mask8 lowLanes = firstLanes<8>(events.lowCount - i), highLanes = firstLanes<8>(events.highCount - i);
+        EightPlanes lows = planesFrom(events.lows, i, lowLanes), highs = planesFrom(events.highs, i, highLanes);
+        const int32_t both = events.lowCount < events.highCount ? events.lowCount : events.highCount;
+        for (int32_t k = 0; k < both; ++k) {
+            const Float8 low = broadcast<8>(events.lows[k]), high = broadcast<8>(events.highs[k]);
+            lows.count(low, high);
+            highs.count(low, high);
+        }
+        for (int32_t k = both; k < events.lowCount; ++k) {
+            const Float8 low = broadcast<8>(events.lows[k]);
+            lows.below = lows.below - bitsOf(low < lows.x);
+            highs.below = highs.below - bitsOf(low < highs.x);
+        }
+        for (int32_t k = both; k < events.highCount; ++k) {
+            const Float8 high = broadcast<8>(events.highs[k]);
+            lows.above = lows.above - bitsOf(high > lows.x);
+            highs.above = highs.above - bitsOf(high > highs.x);
+        }
+        offer(lows, lowLanes);
+        offer(highs, highLanes);
+    }
 }
 
 template <bool planar>

@@ -86,7 +86,7 @@ private:
     void splitOffFaces();
     void countEvents();
     void boundBins();
-    bool chooseBins(double limit);
+    bool chooseBins();
     void collectEvents(float *const *scratch);
     KDEvents eventsOfBin(int32_t bin, float *const *scratch) const;
     template <bool planar> void searchAll(float *const *scratch);
@@ -95,6 +95,7 @@ private:
     template <bool planar> void searchByCounting(const KDEvents &events, int32_t lowsBelow, int32_t highsAbove);
     template <bool planar>
     void searchBySweeping(const KDEvents &events, int32_t lowsBelow, int32_t highsAbove, float *const *scratch);
+    void offerEight(unsigned lanes, Float8 x, Int8 left, Int8 right, int32_t planarSide);
     float signedZero() const;
     Int8 binsOf(Float8 coordinates) const;
 
@@ -106,7 +107,7 @@ private:
     bool searchable_, emptyCut_, ended_;
     double factor_; // of the costs: S, with the discount if the axis ended with a cut of empty space
     double bound_;  // the smallest of the bins
-    double upper_;  // some plane costs no more
+    double upper_;  // planes that cost more are of no interest
 
     float first_, last_; // the lowest and the highest event
     int32_t planarCount_;
