@@ -25,10 +25,9 @@ private:
     const float *origin_[3];
 };
 
-// The bits of a word are cleared in the point, so that -1 gives +0.0. A whole group of negative words is left as it is: its
-// rays all missed, and nobody reads them.
-Int8 clearedBits(WholeGroup, Int8 word) { return all(isNegative(word)) ? Int8{} : word; }
-Int8 clearedBits(PartGroup, Int8 word) { return word; }
+// The bits of a word are cleared in the point, so that -1 gives +0.0. A group of eight negative words is left as it is: its rays
+// all missed, and nobody reads them. The missing lanes of a part group count as 0, so that it never is one.
+Int8 clearedBits(Int8 word) { return all(isNegative(word)) ? Int8{} : word; }
 
 // eps x (rayDist x d) + o, the product in brackets rounded.
 template <class Origin>
@@ -36,7 +35,7 @@ void hitPoints(const Origin &origin, const float *const direction[3], const floa
                float *const hit[3], int32_t count, float eps) {
     const Float8 factor = broadcast<8>(eps);
     forGroupsOfEight(count, [&](int64_t first, auto group) {
-        const Int8 cleared = clearedBits(group, load(rayMask + first, group));
+        const Int8 cleared = clearedBits(load(rayMask + first, group));
         const Float8 t = load(rayDist + first, group);
         const Triple<Float8> o = origin.at(first, group), d = load(direction, first, group);
         const auto point = [&](Float8 along, Float8 from) { return withoutBits(fused(factor, t * along, from), cleared); };

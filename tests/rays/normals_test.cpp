@@ -100,6 +100,15 @@ TEST(TriangleNormal, RoundsToFloatOnlyAtTheStore) {
     ASSERT_TRUE(equalValues(mesh.normals, mesh.expected()));
 }
 
+TEST(TriangleNormal, SumsTheSquareOfItsLengthFromYWithFusedSteps) {
+    // Rare triangles at which any other order, or unfused sums, would round a component the other way. Found by search.
+    const auto bitsOf = [](const Vector &v) { return std::array{bits(v[0]), bits(v[1]), bits(v[2])}; };
+    EXPECT_EQ(bitsOf(normalOf({4.21484375f, -3.14868164f, -4.62744141f}, {7.55908203f, -3.3190918f, 5.97045898f}, {0, 0, 0})),
+              (std::array{0xBEFA5841u, 0xBF5C65CAu, 0x3E0FD1FDu}));
+    EXPECT_EQ(bitsOf(normalOf({6.16333008f, -3.609375f, -5.12231445f}, {-5.7019043f, -5.75439453f, -6.35546875f}, {0, 0, 0})),
+              (std::array{0xBD970072u, 0x3F45735Fu, 0xBF21D7A8u}));
+}
+
 TEST(TriangleNormal, IsTheSameWithAnyNumberOfThreads) {
     const CoreProbeScope probe;
     Random random(24);

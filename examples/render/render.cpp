@@ -1,0 +1,95 @@
+#include "render.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace render {
+namespace {
+
+// Prints how far the picture is: over one line of a terminal, or a line per quarter elsewhere.
+class Progress {
+public:
+    Progress(int32_t total, bool quiet) : total_(total), quiet_(quiet) {}
+
+    void oneMore() {
+        const std::lock_guard lock(mutex_);
+        const int32_t percent = ++done_ * 100 / total_;
+        if (quiet_ || percent == shown_) return;
+        if (terminal_)
+            std::fprintf(stderr, "\rtracing %3d %%%s", percent, percent == 100 ? "\n" : "");
+        else if (percent / 25 > shown_ / 25)
+            std::fprintf(stderr, "tracing %d %%\n", percent);
+        shown_ = percent;
+    }
+
+private:
+    std::mutex mutex_;
+    const int32_t total_;
+    const bool quiet_, terminal_ = isatty(STDERR_FILENO) != 0;
+    int32_t done_ = 0, shown_ = 0;
+};
+
+// A filmic curve (Narkowicz, 2015): a soft shoulder for highlights, and a toe that keeps shadows deep.
+float toneMapped(float x) { return x * (2.51f * x + 0.03f) / (x * (2.43f * x + 0.59f) + 0.14f); }
+
+} // namespace
+
+RenderResult traceImage(const Scene &scene, const Settings &settings, int32_t threads) {
+    const auto start = std::chrono::steady_clock::now();
+    RenderResult result{ColorImage(settings.width, settings.height), {}, 0};
+    const int32_t tilesX = (settings.width + TileTracer::edge - 1) / TileTracer::edge;
+    const int32_t tilesY = (settings.height + TileTracer::edge - 1) / TileTracer::edge;
+    const int32_t tiles = tilesX * tilesY;
+
+    Progress progress(tiles, settings.quiet);
+    std::atomic<int32_t> nextTile{0};
+    std::vector<TileTracer> tracers;
+    tracers.reserve(static_cast<size_t>(std::min(threads, tiles)));
+    while (tracers.size() < static_cast<size_t>(std::min(threads, tiles))) tracers.emplace_back(scene, settings);
+    const auto work = [&](TileTracer &tracer) {
+        for (int32_t tile; (tile = nextTile++) < tiles;) {
+            tracer.trace(tile % tilesX, tile / tilesX, result.image);
+            progress.oneMore();
+        }
+    };
+    std::vector<std::thread> helpers;
+    for (size_t i = 1; i < tracers.size(); ++i) {
+        try {
+            helpers.emplace_back(work, std::ref(tracers[i]));
+        } catch (const std::system_error &) {
+            break; // the threads that there are do all the tiles
+        }
+    }
+    work(tracers[0]);
+    for (std::thread &helper : helpers) helper.join();
+
+    for (const TileTracer &tracer : tracers) {
+        result.counts.eye += tracer.counts().eye;
+        result.counts.shadow += tracer.counts().shadow;
+        result.counts.mirror += tracer.counts().mirror;
+    }
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return result;
+}
+
+examples::Picture developed(const ColorImage &image, Shading shading) {
+    examples::Picture picture(image.width, image.height);
+    for (size_t i = 0; i < image.colors.size(); ++i) {
+        for (size_t c = 0; c < 3; ++c) {
+            const float value = image.colors[i][c];
+            picture.samples[3 * i + c] = shading == Shading::normals
+                                             ? static_cast<uint8_t>(std::clamp(value, 0.0f, 1.0f) * 255.0f + 0.5f)
+                                             : examples::srgbSample(toneMapped(value));
+        }
+    }
+    return picture;
+}
+
+} // namespace render
