@@ -25,8 +25,8 @@ private:
     const float *origin_[3];
 };
 
-// The bits of a word are cleared in the point, so that -1 gives +0.0. A group of eight negative words is left as it is: its rays
-// all missed, and nobody reads them. The missing lanes of a part group count as 0, so that it never is one.
+// The bits of a word are cleared in the point, so that -1 gives +0.0. A group of eight negative words is left as it is: its
+// rays all missed, and nobody reads them. The missing lanes of a part group count as 0, so that it never is one.
 Int8 clearedBits(Int8 word) { return all(isNegative(word)) ? Int8{} : word; }
 
 // eps x (rayDist x d) + o, the product in brackets rounded.
