@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 
 namespace examples {
@@ -89,6 +90,31 @@ void writePng(const Picture &picture, const std::string &path) {
     NewFile file(path);
     if (!encode(file.file(), picture)) fail(path, errno != 0 ? std::strerror(errno) : "the encoder failed");
     file.takePlace();
+}
+
+Picture readPng(const std::string &path) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    const auto failReading = [&](const std::string &reason) {
+        png_image_free(&image);
+        throw std::runtime_error(path + ": cannot read the picture: " + reason);
+    };
+    std::FILE *file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) failReading(std::strerror(errno));
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> closing(file, std::fclose);
+    if (!png_image_begin_read_from_stdio(&image, file)) failReading(image.message);
+    constexpr png_uint_32 longestEdge = 16384;
+    if (image.width > longestEdge || image.height > longestEdge) failReading("it is more than 16384 pixels wide or high");
+    image.format = PNG_FORMAT_RGB;
+    Picture picture(static_cast<int32_t>(image.width), static_cast<int32_t>(image.height));
+    const png_color black{};
+    if (!png_image_finish_read(&image, &black, picture.samples.data(), 0, nullptr)) failReading(image.message);
+    return picture;
+}
+
+float linearIntensity(uint8_t srgbSample) {
+    const float encoded = static_cast<float>(srgbSample) / 255.0f;
+    return encoded <= 0.04045f ? encoded / 12.92f : std::pow((encoded + 0.055f) / 1.055f, 2.4f);
 }
 
 uint8_t srgbSample(float linear) {

@@ -24,6 +24,13 @@ void checkWritable(const std::string &path);
 // Throws std::runtime_error with a message for the user.
 void writePng(const Picture &picture, const std::string &path);
 
+// Reads a PNG file of any kind as 8-bit sRGB, what is transparent over black. Throws std::runtime_error with a message for the
+// user.
+Picture readPng(const std::string &path);
+
+// The linear intensity, 0 to 1, of an sRGB sample.
+float linearIntensity(uint8_t srgbSample);
+
 // The sRGB sample of a linear intensity, clamped to 0 to 1.
 uint8_t srgbSample(float linear);
 
