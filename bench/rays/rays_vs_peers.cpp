@@ -94,7 +94,7 @@ double median(std::vector<double> values) {
 class Zypr {
 public:
     explicit Zypr(const Mesh &mesh) : accel_(static_cast<size_t>(mesh.triangleCount())) {
-        const ZyprKDTreeBuildContext context = {zyprKDTreeBuildSAH, 50, 1.0f, 3000, nullptr};
+        const ZyprKDTreeBuildContext context = {zyprKDTreeBuildSAH, 50, 0.8f, 3000, nullptr};
         int32_t size = 0;
         buildSeconds = seconds([&] {
             zyprSetBoundBox_32f(mesh.vertices.data(), mesh.vertexCount(), &bound_);

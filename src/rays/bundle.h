@@ -115,8 +115,7 @@ private:
 template <class Walk8, class Walk4>
 void forEachPacket(const TileOctants &octants, int64_t first, int64_t width, Walk8 walk8, Walk4 walk4) {
     if (const int octant = octants.common(); octant >= 0) {
-        walk8(static_cast<unsigned>(octant), first);
-        walk8(static_cast<unsigned>(octant), first + 2 * width);
+        walk8(static_cast<unsigned>(octant));
         return;
     }
     for (unsigned octant = 0; octant < 8; ++octant) {

@@ -109,14 +109,17 @@ int32_t firstOccluder(const Segments &s) {
     return noTriangle;
 }
 
-template <int N> Rays<N> segments(const Segments &s, unsigned octant, int64_t row) {
-    Rays<N> rays;
-    rays.octant = octant;
+template <int N, int packets> using SegmentGroup = RayGroup<N, packets, CommonOrigins<N>>;
+
+// Packet i starts at row 2 i of the tile. The inverses are left to who needs them.
+template <int N, int packets> SegmentGroup<N, packets> segments(const Segments &s, int64_t first) {
+    SegmentGroup<N, packets> group;
     for (int axis = 0; axis < 3; ++axis) {
-        rays.origin[axis] = broadcast<N>(s.origin[axis]);
-        rays.direction[axis] = loadRows<N>(s.direction[axis] + row, s.width);
+        group.origins.point[axis] = broadcast<N>(s.origin[axis]);
+        for (int i = 0; i < packets; ++i)
+            group.direction[i][axis] = loadRows<N>(s.direction[axis] + first + 2 * i * s.width, s.width);
     }
-    return rays;
+    return group;
 }
 
 template <int N> Mask<N> withinSegment(Floats<N> t) { return (t < broadcast<N>(segmentEnd)) & (t > broadcast<N>(0.0f)); }
@@ -128,7 +131,7 @@ void kdTestCachedOccluder(const Segments &s, int32_t k, int64_t first) {
     for (int y = 0; y < 4; ++y) {
         const int64_t row = first + y * s.width;
         const Int4 words = load<4>(s.mask + row);
-        const Meetings<4> meeting(s.scene.accel[k], segments<4>(s, 0, row));
+        const Meetings<4> meeting(s.scene.accel[k], segments<4, 1>(s, row), 0);
         const Mask4 live = meeting.inside & ~isNegative(words);
         if (none(live)) {
             if (y == 1) return;
@@ -144,49 +147,62 @@ void kdTestCachedOccluder(const Segments &s, int32_t k, int64_t first) {
 
 // ---- Packets ------------------------------------------------------------------------------------------------------------
 
-// The first occluder of each lane. A lane that has one leaves the packet at once.
-template <int N> struct FirstOccluders {
+// The first occluder of each lane. A lane that has one leaves its packet at once.
+template <int N, int packets> struct FirstOccluders {
+    const SegmentGroup<N, packets> &group;
     const ZyprTriangleAccel *accel;
-    const Rays<N> &rays;
-    Mask<N> live;
-    Ints<N> triangle = broadcast<N>(noTriangle);
+    Mask<N> live[packets];
+    Ints<N> triangle[packets];
 
-    Mask<N> remaining(Floats<N>) const { return live; }
+    Mask<N> remaining(int packet, Floats<N>) const { return live[packet]; }
 
-    void visit(const LeafTriangles &triangles) {
+    void visit(const LeafTriangles &triangles, unsigned present) {
         for (const int32_t k : triangles) {
             if (accel[k].axes == 0) continue;
-            const Meetings<N> meeting(accel[k], rays);
-            const Mask<N> inside = meeting.inside & live;
-            if (none(inside)) continue;
-            const Floats<N> t = meeting.num * refined(meeting.reciprocalOfDen(), meeting.den);
-            const Mask<N> hit = inside & withinSegment<N>(t);
-            triangle = select(hit, broadcast<N>(k), triangle);
-            live = live & ~hit;
-            if (none(live)) return;
+            for (int i = 0; i < packets; ++i) {
+                if (!(present >> i & 1)) continue;
+                const Meetings<N> meeting(accel[k], group, i);
+                const Mask<N> inside = meeting.inside & live[i];
+                if (none(inside)) continue;
+                const Floats<N> t = meeting.num * refined(meeting.reciprocalOfDen(), meeting.den);
+                const Mask<N> hit = inside & withinSegment<N>(t);
+                triangle[i] = select(hit, broadcast<N>(k), triangle[i]);
+                live[i] = live[i] & ~hit;
+            }
         }
     }
 };
 
-// Walks the tree with the lanes of `live`, writes what is blocked and returns the lanes that aren't.
-template <int N> Mask<N> blockSegments(const Segments &s, unsigned octant, int64_t row, Mask<N> live) {
-    Rays<N> rays = segments<N>(s, octant, row);
-    for (int axis = 0; axis < 3; ++axis) rays.inverse[axis] = inverseOf<N>(rays.direction[axis], 8388608.0f);
-    FirstOccluders<N> query = {s.scene.accel, rays, live};
-    kdWalkRays<N>(s.scene.root, rays, {broadcast<N>(wholeSegment.t0), broadcast<N>(wholeSegment.t1)}, live, query);
-    const Mask<N> hit = live & ~query.live;
-    storeRows(s.triangle + row, s.width, hit, query.triangle);
-    storeRows(s.mask + row, s.width, hit, broadcast<N>(-1));
-    return query.live;
+// Walks the tree with the lanes of `live`, writes what is blocked and returns the lanes of the last packet that aren't.
+template <int N, int packets> Mask<N> blockSegments(const Segments &s, unsigned octant, int64_t first, Mask<N> live) {
+    SegmentGroup<N, packets> group = segments<N, packets>(s, first);
+    group.octant = octant;
+    FirstOccluders<N, packets> query = {group, s.scene.accel, {}, {}};
+    Progress<N> start[packets];
+    for (int i = 0; i < packets; ++i) {
+        for (int axis = 0; axis < 3; ++axis) group.inverse[i][axis] = inverseOf<N>(group.direction[i][axis], 8388608.0f);
+        query.live[i] = live;
+        query.triangle[i] = broadcast<N>(noTriangle);
+        start[i] = {broadcast<N>(wholeSegment.t0), broadcast<N>(wholeSegment.t1), live};
+    }
+    kdWalkRays<N, packets>(s.scene.root, group, start, (1u << packets) - 1, query);
+    for (int i = 0; i < packets; ++i) {
+        const int64_t row = first + 2 * i * s.width;
+        const Mask<N> hit = live & ~query.live[i];
+        storeRows(s.triangle + row, s.width, hit, query.triangle[i]);
+        storeRows(s.mask + row, s.width, hit, broadcast<N>(-1));
+    }
+    return query.live[packets - 1];
 }
 
-// Returns what the cache takes: the third ray's occluder where all of the second row is blocked.
-int32_t kdWalkRays8(const Segments &s, unsigned octant, int64_t row) {
-    const Mask8 open = blockSegments<8>(s, octant, row, allLanes<8>());
-    return none(high(open)) ? s.triangle[row + s.width + 2] : noTriangle;
+// Two rows of a tile and then the other two. Returns what the cache takes: where all of the last row is blocked, the occluder
+// of its third ray.
+int32_t kdWalkRays8(const Segments &s, unsigned octant, int64_t first) {
+    const Mask8 open = blockSegments<8, 2>(s, octant, first, allLanes<8>());
+    return none(high(open)) ? s.triangle[first + 3 * s.width + 2] : noTriangle;
 }
 
-void kdWalkRays4(const Segments &s, unsigned octant, int64_t row, Mask4 lanes) { blockSegments<4>(s, octant, row, lanes); }
+void kdWalkRays4(const Segments &s, unsigned octant, int64_t row, Mask4 lanes) { blockSegments<4, 1>(s, octant, row, lanes); }
 
 // The octants of a tile's rays with the top byte of each mask word ORed over them, so that a negative word belongs to none.
 TileOctants octantsOfLive(const Segments &s, int64_t first) {
@@ -209,8 +225,7 @@ void testTiles(const Segments &s, ZyprBundleSize size) {
             if (isDone(first)) return;
         }
         forEachPacket(
-            octantsOfLive(s, first), first, s.width,
-            [&](unsigned octant, int64_t row) { cached = kdWalkRays8(s, octant, row); },
+            octantsOfLive(s, first), first, s.width, [&](unsigned octant) { cached = kdWalkRays8(s, octant, first); },
             [&](unsigned octant, int64_t row, Mask4 lanes) { kdWalkRays4(s, octant, row, lanes); });
     });
 }

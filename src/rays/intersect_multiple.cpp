@@ -114,27 +114,31 @@ void intersectRays(const ZyprScene &scene, const float *origin, const float *con
 
 // ---- Packets ------------------------------------------------------------------------------------------------------------
 
+template <int N> using LayeredRays = RayGroup<N, 1, OwnOrigins<N, 1>>; // the origins move on from hit to hit
+
 // The nearest hits of the lanes, but for those of their last four layers.
 template <int N> struct NextHits : NearestHits<N> {
     static constexpr int remembered = 4;
 
     const ZyprTriangleAccel *accel;
-    const Rays<N> &rays;
+    const LayeredRays<N> &rays;
     Ints<N> earlier[remembered];
     TestedTriangles tested;
 
-    NextHits(const ZyprScene &scene, const Rays<N> &theRays) : NearestHits<N>{}, accel(scene.accel), rays(theRays) {
+    NextHits(const ZyprScene &scene, const LayeredRays<N> &theRays) : NearestHits<N>{}, accel(scene.accel), rays(theRays) {
         for (Ints<N> &hits : earlier) hits = broadcast<N>(noTriangle);
     }
 
-    void visit(const LeafTriangles &triangles) {
+    Mask<N> remaining(int, Floats<N> t1) const { return NearestHits<N>::remaining(t1); }
+
+    void visit(const LeafTriangles &triangles, unsigned) {
         for (const int32_t k : triangles) {
             if (N == 8) {
                 if (tested.has(k)) continue;
                 tested.add(k);
             }
             if (accel[k].axes == 0) continue;
-            const Meetings<N> meeting(accel[k], rays);
+            const Meetings<N> meeting(accel[k], rays, 0);
             if (none(meeting.inside)) continue;
             Mask<N> refused = earlier[0] == broadcast<N>(k);
             for (int i = 1; i < remembered; ++i) refused = refused | (earlier[i] == broadcast<N>(k));
@@ -155,29 +159,33 @@ public:
         : scene_(scene), origin_(origin), direction_(direction), results_(results), width_(width) {}
 
     void kdWalkRays4(unsigned octant, int64_t row, Mask4 lanes) const { walk<4>(octant, row, lanes); }
-    void kdWalkRays8(unsigned octant, int64_t row) const { walk<8>(octant, row, allLanes<8>()); }
+    void kdWalkRays8(unsigned octant, int64_t first) const {
+        walk<8>(octant, first, allLanes<8>());
+        walk<8>(octant, first + 2 * width_, allLanes<8>());
+    }
 
 private:
     template <int N> void walk(unsigned octant, int64_t row, Mask<N> lanes) const {
-        Rays<N> rays;
+        LayeredRays<N> rays;
         rays.octant = octant;
         for (int axis = 0; axis < 3; ++axis) {
             const Floats<N> d = loadRows<N>(direction_[axis] + row, width_);
             const Floats<N> divisor = select(magnitude(d) <= broadcast<N>(infinitesimal), broadcast<N>(1.1920929e-5f), d);
-            rays.origin[axis] = broadcast<N>(origin_[axis]);
-            rays.direction[axis] = d;
-            rays.inverse[axis] = refined(reciprocalEstimate(divisor), divisor);
+            rays.origins.points[0][axis] = broadcast<N>(origin_[axis]);
+            rays.direction[0][axis] = d;
+            rays.inverse[0][axis] = refined(reciprocalEstimate(divisor), divisor);
         }
         NextHits<N> query(scene_, rays);
         query.startLayer(keep(lanes, loadRows<N>(results_.dist + row, width_)));
-        Intervals<N> t = boxIntervals<N>(*scene_.bound, rays, query.best);
+        Intervals<N> t = boxIntervals<N>(*scene_.bound, rays, 0, query.best);
         Mask<N> active = t.t0 < t.t1;
         t.t1 = t.t1 + broadcast<N>(exitPad);
         Floats<N> travelled = broadcast<N>(0.0f);
         int64_t entry = row;
         for (int32_t layer = 0;; ++layer) {
             if (none(active)) return;
-            kdWalkRays<N>(scene_.root, rays, t, active, query);
+            const Progress<N> start[1] = {{t.t0, t.t1, active}};
+            kdWalkRays<N, 1>(scene_.root, rays, start, 1, query);
             const Mask<N> hit = ~isNegative(query.triangle);
             travelled = select(hit, layer == 0 ? query.best : query.best + travelled, query.best);
             storeRows(results_.dist + entry, width_, lanes, travelled);
@@ -187,13 +195,14 @@ private:
             if (none(hit) || layer + 1 == results_.layers) return;
 
             for (int axis = 0; axis < 3; ++axis)
-                rays.origin[axis] = select(hit, rays.origin[axis] + query.best * rays.direction[axis], rays.origin[axis]);
+                rays.origins.points[0][axis] = select(hit, rays.origins.points[0][axis] + query.best * rays.direction[0][axis],
+                                                      rays.origins.points[0][axis]);
             query.earlier[layer % query.remembered] = query.triangle;
             lanes = hit;
             entry += results_.layerSize;
             query.startLayer(keep(lanes, broadcast<N>(farthest)));
             storeRows(results_.dist + entry, width_, lanes, query.best);
-            const Floats<N> exit = boxIntervals<N>(*scene_.bound, rays, broadcast<N>(farthest)).t1;
+            const Floats<N> exit = boxIntervals<N>(*scene_.bound, rays, 0, broadcast<N>(farthest)).t1;
             t = {broadcast<N>(0.0f), keep(lanes, exit + broadcast<N>(exitPad))};
             active = t.t0 < t.t1;
         }
@@ -213,8 +222,7 @@ void intersectTiles(const ZyprScene &scene, const float *origin, const float *co
     forEachTile(size, [&](int64_t first) {
         if (isDeadTile(results.dist, first, width)) return;
         forEachPacket(
-            TileOctants(direction, first, width), first, width,
-            [&](unsigned octant, int64_t row) { packets.kdWalkRays8(octant, row); },
+            TileOctants(direction, first, width), first, width, [&](unsigned octant) { packets.kdWalkRays8(octant, first); },
             [&](unsigned octant, int64_t row, Mask4 lanes) { packets.kdWalkRays4(octant, row, lanes); });
     });
 }

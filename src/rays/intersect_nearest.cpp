@@ -9,14 +9,15 @@ namespace {
 
 // ---- What the two queries differ in -------------------------------------------------------------------------------------
 
-class OwnOrigins {
+class OwnOrigin {
 public:
     static constexpr bool skipsDeadTiles = true;
 
-    OwnOrigins(const ZyprScene &scene, const float *const *origin) : bound_(*scene.bound), origin_(origin) {}
+    OwnOrigin(const ZyprScene &scene, const float *const *origin) : bound_(*scene.bound), origin_(origin) {}
 
-    template <int N> Floats<N> lanes(int axis, int64_t row, int64_t width) const {
-        return loadRows<N>(origin_[axis] + row, width);
+    template <int N, int packets> using Lanes = OwnOrigins<N, packets>;
+    template <int N, int packets> void load(OwnOrigins<N, packets> &lanes, int packet, int64_t row, int64_t width) const {
+        for (int axis = 0; axis < 3; ++axis) lanes.points[packet][axis] = loadRows<N>(origin_[axis] + row, width);
     }
 
     // Completes the ray and cuts its interval to the box; false on a miss. A ray parallel to a slab must lie strictly inside
@@ -63,7 +64,10 @@ public:
 
     CommonOrigin(const ZyprScene &scene, const float *origin) : origin_(origin), box_(*scene.bound, origin) {}
 
-    template <int N> Floats<N> lanes(int axis, int64_t, int64_t) const { return broadcast<N>(origin_[axis]); }
+    template <int N, int> using Lanes = CommonOrigins<N>;
+    template <int N> void load(CommonOrigins<N> &lanes, int, int64_t, int64_t) const {
+        for (int axis = 0; axis < 3; ++axis) lanes.point[axis] = broadcast<N>(origin_[axis]);
+    }
 
     bool meetsBox(int64_t, Ray &ray, Interval &t) const {
         for (int axis = 0; axis < 3; ++axis) ray.origin[axis] = origin_[axis];
@@ -125,23 +129,26 @@ void intersectRays(const ZyprScene &scene, const Origin &origin, const float *co
 
 // ---- Packets ------------------------------------------------------------------------------------------------------------
 
-template <int N> struct NearestOfPacket : NearestHits<N> {
+template <int N, int packets, class Group> struct NearestOfPackets {
+    const Group &group;
     const ZyprTriangleAccel *accel;
-    const Rays<N> &rays;
-    TestedTriangles tested;
+    NearestHits<N> hits[packets];
+    TestedTriangles tested; // by all packets
 
-    NearestOfPacket(const ZyprScene &scene, const Rays<N> &theRays, Floats<N> dist)
-        : NearestHits<N>{dist}, accel(scene.accel), rays(theRays) {}
+    Mask<N> remaining(int packet, Floats<N> t1) const { return hits[packet].remaining(t1); }
 
-    void visit(const LeafTriangles &triangles) {
+    void visit(const LeafTriangles &triangles, unsigned present) {
         for (const int32_t k : triangles) {
             if (N == 8) {
                 if (tested.has(k)) continue;
-                tested.add(k);
+                if (present == (1u << packets) - 1) tested.add(k);
             }
             if (accel[k].axes == 0) continue;
-            const Meetings<N> meeting(accel[k], rays);
-            if (any(meeting.inside)) this->take(meeting, k, meeting.inside);
+            for (int i = 0; i < packets; ++i) {
+                if (!(present >> i & 1)) continue;
+                const Meetings<N> meeting(accel[k], group, i);
+                if (any(meeting.inside)) hits[i].take(meeting, k, meeting.inside);
+            }
         }
     }
 };
@@ -153,33 +160,42 @@ public:
         : scene_(scene), origin_(origin), direction_(direction), results_(results), width_(width) {}
 
     // One row of a tile; the lanes that the mask leaves out can't accept a hit and keep their results.
-    void kdWalkRays4(unsigned octant, int64_t row, Mask4 lanes) const {
-        walk<4>(octant, row, keep(lanes, load<4>(results_.dist + row)), lanes);
-    }
+    void kdWalkRays4(unsigned octant, int64_t row, Mask4 lanes) const { walk<4, 1>(octant, row, lanes); }
 
-    // Two rows of a tile.
-    void kdWalkRays8(unsigned octant, int64_t row) const {
-        walk<8>(octant, row, loadRows<8>(results_.dist + row, width_), AllLanes{});
-    }
+    // Two rows of a tile and then the other two.
+    void kdWalkRays8(unsigned octant, int64_t first) const { walk<8, 2>(octant, first, allLanes<8>()); }
 
 private:
-    template <int N, class Lanes> void walk(unsigned octant, int64_t row, Floats<N> dist, Lanes lanes) const {
-        Rays<N> rays;
-        rays.octant = octant;
-        for (int axis = 0; axis < 3; ++axis) {
-            rays.origin[axis] = origin_.template lanes<N>(axis, row, width_);
-            rays.direction[axis] = loadRows<N>(direction_[axis] + row, width_);
-            rays.inverse[axis] = inverseOf<N>(rays.direction[axis], 838860800.0f);
+    template <int N, int packets> void walk(unsigned octant, int64_t first, Mask<N> lanes) const {
+        using Group = RayGroup<N, packets, typename Origin::template Lanes<N, packets>>;
+        Group group;
+        group.octant = octant;
+        NearestOfPackets<N, packets, Group> query = {group, scene_.accel, {}, {}};
+        Progress<N> start[packets];
+        unsigned present = 0;
+        for (int i = 0; i < packets; ++i) {
+            const int64_t row = first + 2 * i * width_;
+            origin_.load(group.origins, i, row, width_);
+            for (int axis = 0; axis < 3; ++axis) {
+                group.direction[i][axis] = loadRows<N>(direction_[axis] + row, width_);
+                group.inverse[i][axis] = inverseOf<N>(group.direction[i][axis], 838860800.0f);
+            }
+            const Floats<N> dist = keep(lanes, loadRows<N>(results_.dist + row, width_));
+            const Intervals<N> t = boxIntervals<N>(*scene_.bound, group, i, dist);
+            query.hits[i].best = dist;
+            start[i] = {t.t0, t.t1 + broadcast<N>(exitPad), t.t0 < t.t1};
+            present |= static_cast<unsigned>(any(start[i].active)) << i;
         }
-        const Intervals<N> t = boxIntervals<N>(*scene_.bound, rays, dist);
-        const Mask<N> active = t.t0 < t.t1;
-        if (none(active)) return;
-        NearestOfPacket<N> query(scene_, rays, dist);
-        kdWalkRays<N>(scene_.root, rays, {t.t0, t.t1 + broadcast<N>(exitPad)}, active, query);
-        storeRows(results_.dist + row, width_, lanes, query.best);
-        storeRows(results_.bary[0] + row, width_, lanes, query.weight0);
-        storeRows(results_.bary[1] + row, width_, lanes, query.weight1);
-        storeRows(results_.triangle + row, width_, lanes, query.triangle);
+        if (present == 0) return;
+        kdWalkRays<N, packets>(scene_.root, group, start, present, query);
+        for (int i = 0; i < packets; ++i) {
+            if (!(present >> i & 1)) continue;
+            const int64_t row = first + 2 * i * width_;
+            storeRows(results_.dist + row, width_, lanes, query.hits[i].best);
+            storeRows(results_.bary[0] + row, width_, lanes, query.hits[i].weight0);
+            storeRows(results_.bary[1] + row, width_, lanes, query.hits[i].weight1);
+            storeRows(results_.triangle + row, width_, lanes, query.hits[i].triangle);
+        }
     }
 
     const ZyprScene &scene_;
@@ -198,8 +214,7 @@ void intersectTiles(const ZyprScene &scene, const Origin &origin, const float *c
     forEachTile(size, [&](int64_t first) {
         if (Origin::skipsDeadTiles && isDeadTile(results.dist, first, width)) return;
         forEachPacket(
-            TileOctants(direction, first, width), first, width,
-            [&](unsigned octant, int64_t row) { packets.kdWalkRays8(octant, row); },
+            TileOctants(direction, first, width), first, width, [&](unsigned octant) { packets.kdWalkRays8(octant, first); },
             [&](unsigned octant, int64_t row, Mask4 lanes) { packets.kdWalkRays4(octant, row, lanes); });
     });
 }
@@ -213,7 +228,7 @@ zypStatus front_zyprIntersectMO_32f(const float *const origin[3], const float *c
                                     float *const rayBary[2], int32_t *rayTriangle, const ZyprScene *scene,
                                     ZyprBundleSize size) {
     if (isEmpty(size)) return zypStsNoErr;
-    const OwnOrigins origins(*scene, origin);
+    const OwnOrigin origins(*scene, origin);
     const Results results = {rayDist, rayBary, rayTriangle};
     if (takesPacketPath(size, origin[0], origin[1], origin[2], direction[0], direction[1], direction[2], rayDist, rayBary[0],
                         rayBary[1], rayTriangle))

@@ -1,4 +1,7 @@
-// The walk of four or eight rays of one octant, and the triangle test on their lanes.
+// The walk of packets of four or eight rays of one octant, and the triangle test on their lanes.
+//
+// Two packets of one octant may walk together: each goes its own way through the tree, by its own decisions, but what both
+// visit is fetched and decoded once, and the arithmetic of one hides the latency of the other's.
 #pragma once
 
 #include "rays/bundle.h"
@@ -6,11 +9,30 @@
 
 namespace zypr {
 
-template <int N> struct Rays {
-    Floats<N> origin[3];
-    Floats<N> direction[3];
-    Floats<N> inverse[3];
+// One origin for all rays of a group of packets, or one per ray.
+template <int N> struct CommonOrigins {
+    Floats<N> point[3];
+
+    Floats<N> distance(int, unsigned axis, float coordinate) const { return broadcast<N>(coordinate) - point[axis]; }
+};
+template <int N, int packets> struct OwnOrigins {
+    Floats<N> points[packets][3];
+
+    Floats<N> distance(int packet, unsigned axis, float coordinate) const {
+        return broadcast<N>(coordinate) - points[packet][axis];
+    }
+};
+
+template <int N, int packets, class Origins> struct RayGroup {
+    Origins origins;
+    Floats<N> direction[packets][3];
+    Floats<N> inverse[packets][3];
     unsigned octant;
+
+    // From the origins to a plane of the axis, in units of the directions' length.
+    Floats<N> planeDistance(int packet, unsigned axis, float coordinate) const {
+        return origins.distance(packet, axis, coordinate) * inverse[packet][axis];
+    }
 };
 
 template <int N> struct Intervals { Floats<N> t0, t1; };
@@ -22,52 +44,103 @@ template <int N> Floats<N> inverseOf(Floats<N> d, float replacement) {
 }
 
 // Where the rays enter and leave the box, from 0 to `best`; the exit is not padded yet.
-template <int N> Intervals<N> boxIntervals(const ZyprBox &bound, const Rays<N> &rays, Floats<N> best) {
+template <int N, class Group> Intervals<N> boxIntervals(const ZyprBox &bound, const Group &group, int packet, Floats<N> best) {
     Intervals<N> t = {broadcast<N>(0.0f), best};
-    for (int axis = 0; axis < 3; ++axis) {
-        const Floats<N> a = (broadcast<N>(bound.minimum[axis]) - rays.origin[axis]) * rays.inverse[axis];
-        const Floats<N> b = (broadcast<N>(bound.maximum[axis]) - rays.origin[axis]) * rays.inverse[axis];
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        const Floats<N> a = group.planeDistance(packet, axis, bound.minimum[axis]);
+        const Floats<N> b = group.planeDistance(packet, axis, bound.maximum[axis]);
         t.t0 = maximum(minimum(a, b), t.t0);
         t.t1 = minimum(maximum(a, b), t.t1);
     }
     return t;
 }
 
-// Goes through the leaves that the packet meets, with one decision per node for all lanes. query.visit(triangles) tests a leaf
-// on all lanes; query.remaining(t1) are the lanes that what lies beyond t1 still concerns.
-template <int N, class Query>
-void kdWalkRays(const ZyprKDNode *node, const Rays<N> &rays, Intervals<N> t, Mask<N> active, Query &query) {
+// What a packet's walk starts with, and where it stands.
+template <int N> struct Progress {
+    Floats<N> t0, t1;
+    Mask<N> active; // none while the packet leaves a subtree to the other
+};
+
+// Walks the packets whose bits are set in `present`, with one decision per node and packet for all its lanes.
+// query.visit(triangles, present) tests a leaf on all lanes of these packets; query.remaining(packet, t1) are the lanes that
+// what lies beyond t1 still concerns.
+template <int N, int packets, class Group, class Query>
+void kdWalkRays(const ZyprKDNode *node, const Group &group, const Progress<N> (&start)[packets], unsigned present,
+                Query &query) {
     struct Place {
-        Floats<N> t1;
         const ZyprKDNode *node;
+        unsigned returning; // packets that come here when they are through with the near child
+        unsigned waiting;   // packets that came here at once, and wait for the other
+        Floats<N> t1[packets];
+        Mask<N> active[packets]; // of those that wait
     };
     Place stack[stackPlaces];
     Place *top = stack;
+    Floats<N> t0[packets], t1[packets];
+    Mask<N> active[packets];
+    for (int i = 0; i < packets; ++i) {
+        t0[i] = start[i].t0;
+        t1[i] = start[i].t1;
+        active[i] = start[i].active;
+    }
+    unsigned unfinished = present;
     for (;;) {
         while (!isLeaf(*node)) {
             const unsigned axis = splitAxis(*node);
-            const Floats<N> ts = (broadcast<N>(splitValue(*node)) - rays.origin[axis]) * rays.inverse[axis];
-            const unsigned upperFirst = rays.octant >> axis & 1;
+            const float value = splitValue(*node);
+            Floats<N> ts[packets];
+            unsigned entering = 0, reaching = 0;
+            for (int i = 0; i < packets; ++i) {
+                ts[i] = group.planeDistance(i, axis, value);
+                entering |= static_cast<unsigned>(!disjoint(active[i], t0[i] <= ts[i])) << i;
+                reaching |= static_cast<unsigned>(!disjoint(active[i], ts[i] <= t1[i])) << i;
+            }
+            const unsigned upperFirst = group.octant >> axis & 1;
             const ZyprKDNode *near = childPair(*node) + upperFirst;
             const ZyprKDNode *far = childPair(*node) + (upperFirst ^ 1);
-            if (none(active & (t.t0 <= ts))) {
+            if (entering == 0) {
                 node = far;
                 continue;
             }
             node = near;
-            if (none(active & (ts <= t.t1))) continue;
-            *top++ = {t.t1, far};
-            const Floats<N> m = minimum(t.t1, ts);
-            t.t1 = maximum(m, t.t0);
-            active = active & (t.t0 <= m);
+            const unsigned crossing = entering & reaching;
+            const unsigned passing = present ^ entering;
+            if ((crossing | passing) == 0) continue;
+            top->node = far;
+            top->returning = crossing;
+            top->waiting = passing;
+            for (int i = 0; i < packets; ++i) {
+                top->t1[i] = t1[i];
+                if (packets > 1 && !(crossing >> i & 1)) {
+                    top->active[i] = active[i];
+                    if (passing >> i & 1) active[i] = noLanes<N>();
+                    continue;
+                }
+                const Floats<N> m = minimum(t1[i], ts[i]);
+                t1[i] = maximum(m, t0[i]);
+                active[i] = active[i] & (t0[i] <= m);
+            }
+            ++top;
+            present = entering;
         }
-        query.visit(LeafTriangles(*node));
-        if (top == stack) return;
-        active = query.remaining(t.t1);
-        if (none(active)) return;
-        --top;
+        if (node->word1 != 0) query.visit(LeafTriangles(*node), present);
+        do {
+            if (top == stack) return;
+            --top;
+            present = top->waiting;
+            for (int i = 0; i < packets; ++i) {
+                if (top->returning & unfinished & 1u << i) {
+                    active[i] = query.remaining(i, t1[i]);
+                    t0[i] = t1[i];
+                    t1[i] = top->t1[i];
+                    (any(active[i]) ? present : unfinished) ^= 1u << i;
+                } else {
+                    active[i] = top->waiting >> i & 1 ? top->active[i] : noLanes<N>();
+                }
+            }
+            if (unfinished == 0) return;
+        } while (present == 0);
         node = top->node;
-        t = {t.t1, top->t1};
     }
 }
 
@@ -76,14 +149,14 @@ template <int N> struct Meetings {
     Floats<N> den, num, u0, u1;
     Mask<N> inside;
 
-    Meetings(const ZyprTriangleAccel &accel, const Rays<N> &rays) {
+    template <class Group> Meetings(const ZyprTriangleAccel &accel, const Group &group, int packet) {
         const unsigned c = accel.axes >> 4 & 3, p = accel.axes >> 2 & 3, q = accel.axes & 3;
-        const Floats<N> dp = rays.direction[p], dq = rays.direction[q];
+        const Floats<N> dp = group.direction[packet][p], dq = group.direction[packet][q];
         const Floats<N> planeP = broadcast<N>(accel.planeP), planeQ = broadcast<N>(accel.planeQ);
-        den = fused(planeQ, dq, fused(planeP, dp, rays.direction[c]));
-        const Floats<N> ep = broadcast<N>(accel.originP) - rays.origin[p];
-        const Floats<N> eq = broadcast<N>(accel.originQ) - rays.origin[q];
-        const Floats<N> ec = broadcast<N>(accel.originC) - rays.origin[c];
+        den = fused(planeQ, dq, fused(planeP, dp, group.direction[packet][c]));
+        const Floats<N> ep = group.origins.distance(packet, p, accel.originP);
+        const Floats<N> eq = group.origins.distance(packet, q, accel.originQ);
+        const Floats<N> ec = group.origins.distance(packet, c, accel.originC);
         num = fused(planeP, ep, fused(planeQ, eq, ec));
         const Floats<N> gq = fusedDifference(num, dq, eq * den);
         const Floats<N> gp = fusedDifference(num, dp, ep * den);

@@ -208,6 +208,9 @@ inline unsigned signBits(Int8 a) { return static_cast<unsigned>(_mm256_movemask_
 template <int N> unsigned signBits(Mask<N> m) { return signBits(Ints<N>{m.v}); }
 template <int N> bool any(Mask<N> m) { return signBits(m) != 0; }
 template <int N> bool none(Mask<N> m) { return signBits(m) == 0; }
+// Whether no lane is selected by both.
+inline bool disjoint(Mask4 a, Mask4 b) { return _mm_testz_ps(floatsOf<4>({a.v}).v, floatsOf<4>({b.v}).v) != 0; }
+inline bool disjoint(Mask8 a, Mask8 b) { return _mm256_testz_ps(floatsOf<8>({a.v}).v, floatsOf<8>({b.v}).v) != 0; }
 template <int N> bool all(Mask<N> m) { return signBits(m) == (1u << N) - 1; }
 
 // yes where the mask selects, no elsewhere.
@@ -217,6 +220,7 @@ template <int N> Ints<N> select(Mask<N> m, Ints<N> yes, Ints<N> no) {
     return bitsOf(select(m, floatsOf<N>(yes), floatsOf<N>(no)));
 }
 
+template <int N> Mask<N> noLanes() { return {typename Registers<N>::Int{}}; }
 template <int N> Mask<N> allLanes() { return {typename Registers<N>::Int{} == 0}; }
 
 // The lanes whose bit is set, lane 0 lowest.
