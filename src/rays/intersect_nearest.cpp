@@ -1,7 +1,7 @@
 // The nearest hit of each ray: zyprIntersectMO_32f with one origin per ray, zyprIntersectEyeSO_32f with one for all.
 
 #include "frame/fronts.h"
-#include "rays/walk_packet.h"
+#include "rays/walk_lone.h"
 #include "rays/walk_ray.h"
 
 namespace zypr {
@@ -130,7 +130,7 @@ void intersectRays(const ZyprScene &scene, const Origin &origin, const float *co
 // ---- Packets ------------------------------------------------------------------------------------------------------------
 
 template <int N, int packets, class Group> struct NearestOfPackets {
-    const Group &group;
+    Group group;
     const ZyprTriangleAccel *accel;
     NearestHits<N> hits[packets];
     TestedTriangles tested; // by all packets
@@ -153,6 +153,13 @@ template <int N, int packets, class Group> struct NearestOfPackets {
     }
 };
 
+template <int N> void storeHits(const Results &results, int64_t row, int64_t width, Mask<N> lanes, const NearestHits<N> &hits) {
+    storeRows(results.dist + row, width, lanes, hits.best);
+    storeRows(results.bary[0] + row, width, lanes, hits.weight0);
+    storeRows(results.bary[1] + row, width, lanes, hits.weight1);
+    storeRows(results.triangle + row, width, lanes, hits.triangle);
+}
+
 template <class Origin> class PacketIntersection {
 public:
     PacketIntersection(const ZyprScene &scene, const Origin &origin, const float *const *direction, Results results,
@@ -160,42 +167,92 @@ public:
         : scene_(scene), origin_(origin), direction_(direction), results_(results), width_(width) {}
 
     // One row of a tile; the lanes that the mask leaves out can't accept a hit and keep their results.
-    void kdWalkRays4(unsigned octant, int64_t row, Mask4 lanes) const { walk<4, 1>(octant, row, lanes); }
+    void kdWalkRays4(unsigned octant, int64_t row, Mask4 lanes) {
+        Query<4, 1> query;
+        Progress<4> start[1];
+        if (prepare(query, start, octant, row, lanes) == 0) return;
+        // A lane with no distance to accept and no negative exit never becomes active.
+        const Float4 zero = broadcast<4>(0.0f);
+        const Mask4 idle = (query.hits[0].best <= zero) & (start[0].t1 >= zero);
+        const unsigned live = signBits(~idle);
+        if ((live & (live - 1)) == 0) return launchLone(query, start[0], __builtin_ctz(live), row, lanes);
+        kdWalkRays<4, 1>(scene_.root, query.group, start, 1, query);
+        storeHits<4>(results_, row, width_, lanes, query.hits[0]);
+    }
 
     // Two rows of a tile and then the other two.
-    void kdWalkRays8(unsigned octant, int64_t first) const { walk<8, 2>(octant, first, allLanes<8>()); }
+    void kdWalkRays8(unsigned octant, int64_t first) {
+        Query<8, 2> query;
+        Progress<8> start[2];
+        const unsigned present = prepare(query, start, octant, first, allLanes<8>());
+        if (present == 0) return;
+        kdWalkRays<8, 2>(scene_.root, query.group, start, present, query);
+        for (int i = 0; i < 2; ++i)
+            if (present >> i & 1) storeHits<8>(results_, first + 2 * i * width_, width_, allLanes<8>(), query.hits[i]);
+    }
+
+    void finishLoneWalks() { lone_.finishAll(); }
 
 private:
-    template <int N, int packets> void walk(unsigned octant, int64_t first, Mask<N> lanes) const {
-        using Group = RayGroup<N, packets, typename Origin::template Lanes<N, packets>>;
-        Group group;
-        group.octant = octant;
-        NearestOfPackets<N, packets, Group> query = {group, scene_.accel, {}, {}};
-        Progress<N> start[packets];
+    template <int N, int packets>
+    using Query = NearestOfPackets<N, packets, RayGroup<N, packets, typename Origin::template Lanes<N, packets>>>;
+
+    // Returns which packets have a lane that enters the box.
+    template <int N, int packets>
+    unsigned prepare(Query<N, packets> &query, Progress<N> (&start)[packets], unsigned octant, int64_t first,
+                     Mask<N> lanes) const {
+        query.group.octant = octant;
+        query.accel = scene_.accel;
         unsigned present = 0;
         for (int i = 0; i < packets; ++i) {
             const int64_t row = first + 2 * i * width_;
-            origin_.load(group.origins, i, row, width_);
+            origin_.load(query.group.origins, i, row, width_);
             for (int axis = 0; axis < 3; ++axis) {
-                group.direction[i][axis] = loadRows<N>(direction_[axis] + row, width_);
-                group.inverse[i][axis] = inverseOf<N>(group.direction[i][axis], 838860800.0f);
+                query.group.direction[i][axis] = loadRows<N>(direction_[axis] + row, width_);
+                query.group.inverse[i][axis] = inverseOf<N>(query.group.direction[i][axis], 838860800.0f);
             }
             const Floats<N> dist = keep(lanes, loadRows<N>(results_.dist + row, width_));
-            const Intervals<N> t = boxIntervals<N>(*scene_.bound, group, i, dist);
+            const Intervals<N> t = boxIntervals<N>(*scene_.bound, query.group, i, dist);
             query.hits[i].best = dist;
             start[i] = {t.t0, t.t1 + broadcast<N>(exitPad), t.t0 < t.t1};
             present |= static_cast<unsigned>(any(start[i].active)) << i;
         }
-        if (present == 0) return;
-        kdWalkRays<N, packets>(scene_.root, group, start, present, query);
-        for (int i = 0; i < packets; ++i) {
-            if (!(present >> i & 1)) continue;
-            const int64_t row = first + 2 * i * width_;
-            storeRows(results_.dist + row, width_, lanes, query.hits[i].best);
-            storeRows(results_.bary[0] + row, width_, lanes, query.hits[i].weight0);
-            storeRows(results_.bary[1] + row, width_, lanes, query.hits[i].weight1);
-            storeRows(results_.triangle + row, width_, lanes, query.hits[i].triangle);
+        return present;
+    }
+
+    struct LoneQuery : Query<4, 1> {
+        Results results;
+        int64_t row;
+        Mask4 lanes, lane; // whose results are written; which of them walks
+        Float4 dist;
+
+        void finish() const {
+            const Float4 zero = broadcast<4>(0.0f);
+            const NearestHits<4> &found = this->hits[0];
+            storeHits<4>(results, row, 0, lanes,
+                         {select(lane, found.best, dist), select(lane, found.weight0, zero), select(lane, found.weight1, zero),
+                          select(lane, found.triangle, broadcast<4>(noTriangle))});
         }
+    };
+
+    void launchLone(const Query<4, 1> &query, const Progress<4> &start, int number, int64_t row, Mask4 lanes) {
+        const Int4 lane = broadcast<4>(number);
+        LoneWalk<LoneQuery> &walk = lone_.vacant();
+        walk.group.octant = query.group.octant;
+        spread(walk.group.origins, query.group.origins, lane);
+        for (int axis = 0; axis < 3; ++axis) {
+            walk.group.direction[0][axis] = permuted(query.group.direction[0][axis], lane);
+            walk.group.inverse[0][axis] = permuted(query.group.inverse[0][axis], lane);
+        }
+        walk.accel = query.accel;
+        walk.hits[0] = {permuted(query.hits[0].best, lane)};
+        walk.results = results_;
+        walk.row = row;
+        walk.lanes = lanes;
+        walk.lane = laneNumbers<4>() == lane;
+        walk.dist = query.hits[0].best;
+        walk.begin(scene_.root, permuted(start.t0, lane), permuted(start.t1, lane));
+        lone_.launch();
     }
 
     const ZyprScene &scene_;
@@ -203,6 +260,7 @@ private:
     const float *const *direction_;
     Results results_;
     int64_t width_;
+    WalksInFlight<LoneWalk<LoneQuery>, 4> lone_;
 };
 
 template <class Origin>
@@ -210,13 +268,14 @@ void intersectTiles(const ZyprScene &scene, const Origin &origin, const float *c
                     ZyprBundleSize size) {
     fill(results.triangle, rayCount(size), noTriangle);
     const int64_t width = size.width;
-    const PacketIntersection<Origin> packets(scene, origin, direction, results, width);
+    PacketIntersection<Origin> packets(scene, origin, direction, results, width);
     forEachTile(size, [&](int64_t first) {
         if (Origin::skipsDeadTiles && isDeadTile(results.dist, first, width)) return;
         forEachPacket(
             TileOctants(direction, first, width), first, width, [&](unsigned octant) { packets.kdWalkRays8(octant, first); },
             [&](unsigned octant, int64_t row, Mask4 lanes) { packets.kdWalkRays4(octant, row, lanes); });
     });
+    packets.finishLoneWalks();
 }
 
 } // namespace

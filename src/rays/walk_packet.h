@@ -23,6 +23,12 @@ template <int N, int packets> struct OwnOrigins {
     }
 };
 
+// Spreads the origin of one lane over all.
+inline void spread(CommonOrigins<4> &to, const CommonOrigins<4> &from, Int4) { to = from; }
+inline void spread(OwnOrigins<4, 1> &to, const OwnOrigins<4, 1> &from, Int4 lane) {
+    for (int axis = 0; axis < 3; ++axis) to.points[0][axis] = permuted(from.points[0][axis], lane);
+}
+
 template <int N, int packets, class Origins> struct RayGroup {
     Origins origins;
     Floats<N> direction[packets][3];

@@ -101,6 +101,10 @@ inline void fenceStores() { _mm_sfence(); }
 
 inline void prefetch(const void *p) { _mm_prefetch(static_cast<const char *>(p), _MM_HINT_T0); }
 
+inline float lane0(Float4 a) { return _mm_cvtss_f32(a.v); }
+// Every lane becomes the one that `lane` names in its place.
+inline Float4 permuted(Float4 a, Int4 lane) { return {_mm_permutevar_ps(a.v, raw(lane))}; }
+
 // The lane numbers 0 to N - 1.
 template <int N> Ints<N> laneNumbers() {
     if constexpr (N == 4)
