@@ -197,15 +197,65 @@ void zyprKDTreeFree(ZyprKDTree *tree);
 
 /* ---- Ray queries ----------------------------------------------------------------------------------------------------- */
 
+/* Four queries over a bundle of rays. All return zypStsNoErr whatever happens and check nothing: a width, a height or a
+ * number of layers below 1 does nothing, null pointers are the caller's fault, and scene and tree are trusted.
+ *
+ * Units. A distance is in units of its ray's direction, which need not have unit length: the hit lies at origin + rayDist x
+ * direction. Weights are those of P0 (rayBary[0]) and P1 (rayBary[1]); P2 has the rest. Triangles have no front or back, and
+ * their edges belong to them. A triangle number of -1 means no hit; a record whose word `axes` is 0 is never hit.
+ *
+ * Two paths. Bundles whose width and height are multiples of 4 and whose arrays all start at multiples of 16 bytes (those
+ * named with each function; of layered arrays the first layer) are traced in packets, anything else ray by ray, several times
+ * slower.
+ * Packets are tiles of 4 x 4 rays, and they pay when the sixteen directions agree in the signs of their components. So:
+ *   - give each block of an image, say of 64 x 64 pixels, a bundle of its own, with neighbours in the image neighbours in the
+ *     bundle (zyprCastEye_32f fills such blocks), and allocate its arrays by aligned_alloc(64, ...);
+ *   - pad an image whose sides are not multiples of 4, rather than pass a ragged bundle;
+ *   - for rays that take no part, give a rayDist of 0 (or a rayMask of -1, any-hit) and the direction of a neighbour: a tile of
+ *     one octant stays one.
+ * The paths agree but for rounding and for the odd ray at an edge. Results of the packets carry the processor's reciprocal
+ * estimates, so their last bits may differ from processor to processor; results ray by ray are exact on every processor.
+ *
+ * A NaN in a ray, or a NaN distance, is never a hit. Any number of threads may query one scene at once; each call runs on its
+ * caller's thread and allocates nothing. */
+
+/* The nearest hit of each ray, one origin per ray.
+ *   origin, direction   in   plane triples of width x height entries
+ *   rayDist             in   the farthest distance to accept, not itself included; 0 or below never hits
+ *                       out  the hit's distance; unchanged without a hit
+ *   rayBary             out  the weights of P0 and P1; to be read only where rayTriangle is not negative
+ *   rayTriangle         out  the triangle's number, or -1
+ *   scene               in   bound, accel and root are all read
+ * Packets: origin, direction, rayDist, rayBary and rayTriangle (ten arrays) are aligned.
+ * A hit has a distance above 0. Of two triangles at one distance the one that the tree tests first stays. Ray by ray, a hit
+ * must be nearer than what it replaces by 1e-5, a triangle whose plane is nearly parallel to the ray is skipped, and a ray
+ * parallel to a slab of the box (a component of at most 1.1920929e-7) must start strictly inside that slab. */
 zypStatus zyprIntersectMO_32f(const float *const origin[3], const float *const direction[3], float *rayDist,
                               float *const rayBary[2], int32_t *rayTriangle, const ZyprScene *scene, ZyprBundleSize size);
 
+/* The nearest hit of each ray, one origin for all: three floats. Otherwise as zyprIntersectMO_32f, without its three special
+ * rules for single rays. Packets: direction, rayDist, rayBary and rayTriangle (seven arrays) are aligned. */
 zypStatus zyprIntersectEyeSO_32f(const float *origin, const float *const direction[3], float *rayDist, float *const rayBary[2],
                                  int32_t *rayTriangle, const ZyprScene *scene, ZyprBundleSize size);
 
+/* Whether something blocks each segment from the origin to origin + direction, both ends excluded: the query of shadow rays,
+ * whose directions zyprCastShadowSO_32f makes. rayMask             in   negative: the ray takes no part out  -1 where the
+ * segment is blocked; unchanged elsewhere rayTriangle         out  a triangle that blocks it, not always the nearest; see below
+ *   scene               in   bound is not read
+ * Packets: direction, rayTriangle and rayMask (five arrays) are aligned.
+ * Go by rayMask alone: with packets, rayTriangle of a ray that is not blocked may hold another value than -1. Packets also take
+ * the top byte of a mask word as part of the ray's octant: use 0 for rays that take part and -1 for the others. */
 zypStatus zyprIntersectAnySO_32f(const float *origin, const float *const direction[3], int32_t *rayTriangle, int32_t *rayMask,
                                  ZyprBundleSize size, const ZyprScene *scene);
 
+/* Several hits along each ray, in their order along it, one origin for all. Hit number l goes to layer l; a layer of an array
+ * is width x height entries, one layer after another. rayDist             in   layer 0: the farthest distance to accept for the
+ * first hit; later hits have no limit but the box out  the hits' distances, measured from the origin; to be read only where
+ * rayTriangle is not negative, but that layer 0 is unchanged without a hit rayBary             out  the weights, likewise
+ *   rayTriangle         out  the triangles' numbers; -1 from the first layer on that found no hit
+ * Packets: direction, rayDist, rayBary and rayTriangle (seven arrays, by their first layer) are aligned.
+ * After a hit the ray goes on from the hit point. It cannot meet the triangle that it has just left, nor one of the few hits
+ * before it; a triangle may be reported again after four layers or more. */
 zypStatus zyprIntersectMultipleSO_32f(const float *origin, const float *const direction[3], float *rayDist,
                                       float *const rayBary[2], int32_t *rayTriangle, const ZyprLayerSize *size,
                                       const ZyprScene *scene);
