@@ -27,9 +27,9 @@ test:
 
 bench:
 	scripts/setup.sh bench
-	cmake --preset release
-	cmake --build --preset release
-	scripts/bench.sh build/release/bin build/bench
+	cmake --preset bench
+	cmake --build --preset bench
+	scripts/bench.sh build/bench/bin build/bench/results
 
 coverage:
 	scripts/setup.sh coverage

@@ -5,8 +5,8 @@ set -euo pipefail
 
 build=(g++ cmake ninja-build make)
 demo=("${build[@]}" libassimp-dev libcli11-dev libpng-dev libnifti-dev zlib1g-dev glmark2-data mricron-data)
-test=("${demo[@]}" libgtest-dev libbenchmark-dev clang clang-format libomp-dev libclang-rt-dev pkg-config binutils qemu-user)
-bench=("${demo[@]}" libgtest-dev libbenchmark-dev libembree-dev libopencv-dev libinsighttoolkit5-dev libvtk9-dev
+test=("${demo[@]}" libgtest-dev clang clang-format libomp-dev libclang-rt-dev pkg-config binutils qemu-user)
+bench=("${demo[@]}" libbenchmark-dev libembree-dev libopencv-dev libinsighttoolkit5-dev libvtk9-dev
   python3 python3-numpy python3-scipy python3-skimage)
 coverage=("${test[@]}" gcovr)
 
