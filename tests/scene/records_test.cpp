@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "scene/record_models.h"
 #include "support/bits.h"
 #include "support/core_probe.h"
 #include "support/guarded_array.h"
@@ -17,18 +18,6 @@ using namespace zypr::test;
 
 namespace {
 
-std::array<float, 6> modelBox(const std::vector<float> &points) {
-    float lo[3] = {3.4028235e38f, 3.4028235e38f, 3.4028235e38f}, hi[3] = {-3.4028235e38f, -3.4028235e38f, -3.4028235e38f};
-    for (size_t i = 0; i < points.size(); ++i) {
-        lo[i % 3] = points[i] < lo[i % 3] ? points[i] : lo[i % 3];
-        hi[i % 3] = points[i] > hi[i % 3] ? points[i] : hi[i % 3];
-    }
-    float scale = 1.1754944e-38f;
-    for (int a = 0; a < 3; ++a) scale = std::max({scale, std::fabs(lo[a]), std::fabs(hi[a])});
-    const float m = 9.9999997e-05f * scale;
-    return {lo[0] - m, lo[1] - m, lo[2] - m, hi[0] + m, hi[1] + m, hi[2] + m};
-}
-
 std::array<float, 6> boxOf(const GuardedArray<float> &points, int32_t count) {
     ZyprBox box;
     EXPECT_EQ(zyprSetBoundBox_32f(points.data(), count, &box), zypStsNoErr);
@@ -37,47 +26,7 @@ std::array<float, 6> boxOf(const GuardedArray<float> &points, int32_t count) {
     return values;
 }
 
-using Words = std::array<uint32_t, 10>;
-
-Words modelAccel(const float *p0, const float *p1, const float *p2) {
-    double a[3], b[3], n[3];
-    for (int i = 0; i < 3; ++i) {
-        a[i] = static_cast<double>(p0[i]) - static_cast<double>(p2[i]);
-        b[i] = static_cast<double>(p1[i]) - static_cast<double>(p2[i]);
-    }
-    const double r0 = a[2] * b[1], r1 = b[2] * a[0], r2 = a[1] * b[0];
-    n[0] = std::fma(b[2], a[1], -r0);
-    n[1] = std::fma(b[0], a[2], -r1);
-    n[2] = std::fma(a[0], b[1], -r2);
-    int c = 0;
-    double larger = std::fabs(n[0]);
-    if (std::fabs(n[1]) > larger) {
-        c = 1;
-        larger = std::fabs(n[1]);
-    }
-    if (std::fabs(n[2]) > larger) c = 2;
-    const int p = c == 0 ? 1 : 0, q = c == 2 ? 1 : 2;
-    Words words{};
-    if (n[c] == 0.0) return words;
-    const double r = 1.0 / n[c];
-    const double s = r * (c == 1 ? -1.0 : 1.0);
-    words[0] = static_cast<uint32_t>(16 * c + 4 * p + q);
-    const double epsilon = 2.220446049250313e-16;
-    if (std::fabs(n[q]) < epsilon && std::fabs(n[p]) < epsilon) {
-        words[0] |= 0x80000000u;
-    } else {
-        words[1] = bits(static_cast<float>(r * n[p]));
-        words[3] = bits(static_cast<float>(r * n[q]));
-    }
-    words[2] = bits(p2[c]);
-    words[4] = bits(p2[p]);
-    words[5] = bits(p2[q]);
-    words[6] = bits(static_cast<float>(s * b[p]));
-    words[7] = bits(static_cast<float>(s * b[q]));
-    words[8] = bits(static_cast<float>(s * a[p]));
-    words[9] = bits(static_cast<float>(s * a[q]));
-    return words;
-}
+using model::Words;
 
 Words wordsOf(const ZyprTriangleAccel &accel) {
     Words words;
@@ -112,7 +61,7 @@ std::vector<Words> accelsOf(const std::vector<float> &vertices, const std::vecto
 Words accelOf(std::array<float, 3> p0, std::array<float, 3> p1, std::array<float, 3> p2) {
     const std::vector<float> vertices = {p0[0], p0[1], p0[2], p1[0], p1[1], p1[2], p2[0], p2[1], p2[2]};
     const Words words = accelsOf(vertices, {0, 1, 2, -1})[0];
-    EXPECT_TRUE(sameWords(words, modelAccel(p0.data(), p1.data(), p2.data())));
+    EXPECT_TRUE(sameWords(words, model::accelOf(p0.data(), p1.data(), p2.data())));
     return words;
 }
 
@@ -131,7 +80,7 @@ TEST(BoundBox, IsTheModelsAtEveryCountAndAlignment) {
     for (size_t count = 0; count <= 50; ++count) {
         for (const size_t misalignment : {0, 4, 16, 36}) {
             const GuardedArray<float> points(random.reals(3 * count, -100.0f, 7.0f), misalignment);
-            EXPECT_TRUE(equalBits(boxOf(points, static_cast<int32_t>(count)), modelBox(points.values()))) << count;
+            EXPECT_TRUE(equalBits(boxOf(points, static_cast<int32_t>(count)), model::boxOf(points.values()))) << count;
         }
     }
 }
@@ -141,7 +90,7 @@ TEST(BoundBox, FindsAnExtremeAtEveryPlace) {
         for (const float extreme : {-5.0f, 5.0f}) {
             std::vector<float> values(3 * 19, 0.5f);
             values[place] = extreme;
-            EXPECT_TRUE(equalBits(boxOf(GuardedArray<float>(values), 19), modelBox(values))) << place;
+            EXPECT_TRUE(equalBits(boxOf(GuardedArray<float>(values), 19), model::boxOf(values))) << place;
         }
     }
 }
@@ -203,7 +152,7 @@ TEST(TriangleAccel, IsTheModelsForRandomTriangles) {
             accelsOf(vertices, {triangles.begin(), triangles.begin() + static_cast<long>(4 * count)});
         for (size_t i = 0; i < count; ++i) {
             const auto corner = [&](size_t k) { return vertices.data() + 3 * triangles[4 * i + k]; };
-            EXPECT_TRUE(sameWords(words[i], modelAccel(corner(0), corner(1), corner(2)))) << i;
+            EXPECT_TRUE(sameWords(words[i], model::accelOf(corner(0), corner(1), corner(2)))) << i;
         }
     }
 }
