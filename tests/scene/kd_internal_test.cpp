@@ -236,6 +236,26 @@ TEST(KDRequests, PoolsStayBelowTheirLimit) {
     EXPECT_EQ(kdRequestRefs(build.state, 1, &refs), zypStsMemLimitErr);
 }
 
+TEST(KDRequests, BlocksAreNeverFilledToTheirLastByte) {
+    OpenBuild build;
+    KDVertex *polygon;
+    ASSERT_EQ(kdRequestPolygon(build.state, 3, &polygon), zypStsNoErr);
+    build.state->memoryLeft = 0x1000027;
+    ZyprKDBuildBlock *block = build.state->polygonBlocks.prev;
+    block->cursor = block->limit - 24;
+    EXPECT_EQ(kdRequestPolygon(build.state, 3, &polygon), zypStsMemLimitErr);
+    block->cursor = block->limit - 25;
+    EXPECT_EQ(kdRequestPolygon(build.state, 3, &polygon), zypStsNoErr);
+}
+
+TEST(KDRequests, NodePairsTake48Bytes) {
+    OpenBuild build;
+    ZyprKDBuildNode *first, *second;
+    ASSERT_EQ(kdRequestNodePair(build.state, &first), zypStsNoErr);
+    ASSERT_EQ(kdRequestNodePair(build.state, &second), zypStsNoErr);
+    EXPECT_EQ(reinterpret_cast<unsigned char *>(second) - reinterpret_cast<unsigned char *>(first), 48);
+}
+
 TEST(KDRequests, PolygonArraysAreReusedByCountLastInFirstOut) {
     OpenBuild build;
     KDVertex *a, *b, *c, *d;

@@ -133,6 +133,19 @@ TEST(KDSplit, AmongPlanarsOffTheFacesOnlyTheFirstPlaneIsTried) {
     EXPECT_EQ(tree.triangles(tree.right(0)), (List{1, 2, 3, 4, 5}));
 }
 
+TEST(KDSplit, PlanarsBeyondTheLastEndAreNoCandidates) {
+    // The plane of the plates would be cheaper than the end of the slab.
+    for (const int plates : {20, 200}) {
+        KDMesh mesh;
+        addSlab(mesh, 0, 0.0f, 0.85f);
+        for (int i = 0; i < plates; ++i) addPlanar(mesh, 0, 0.95f);
+        const Tree tree = treeOf(mesh, {.maxDepth = 1, .splitBias = 1.0f, .clipBox = unitBox});
+        ASSERT_FALSE(tree.isLeaf(0));
+        EXPECT_EQ(tree.axis(0), 0);
+        EXPECT_EQ(tree.plane(0), 0.85f);
+    }
+}
+
 TEST(KDSplit, PlatesOnTheLowFaceGoToAFlatLeftChild) {
     KDMesh mesh;
     for (int i = 0; i < 4; ++i) addPlanar(mesh, 1, 0.0f);
