@@ -21,11 +21,11 @@ inline zypStatus copyPlane(const float *src, float *dst, int32_t rowStep, ZyprPl
     return zyprPlaneCopy_32f_C1(src, rowStep, dst, rowStep, size);
 }
 
-// The columns of one tile. Groups of neighbouring columns whose samples lie in one register's window are permuted out of it;
-// the last group overlaps the one before.
+// The columns of one tile. Groups of neighbouring columns whose samples lie in one register's window are permuted out of it: a
+// whole register of them, or half of one where the columns skip samples. The last group overlaps the one before.
 template <class Sample> class NearestColumns {
     static constexpr int32_t windowBytes = sizeof(Sample) == 4 ? 32 : 16;
-    static constexpr int32_t group = windowBytes / static_cast<int32_t>(sizeof(Sample)); // columns, and samples of a window
+    static constexpr int32_t windowSamples = windowBytes / static_cast<int32_t>(sizeof(Sample));
 
 public:
     static constexpr int32_t mostColumns = 1024;
@@ -33,22 +33,21 @@ public:
     void build(const ResizeAxis &axis, int32_t first, int32_t width) {
         width_ = width;
         for (int32_t j = 0; j < width; ++j) index_[j] = axis.nearest(first + j);
-        inWindows_ = width >= group && axis.extent >= group;
-        for (int32_t g = 0; g * group < width && inWindows_; ++g) {
-            const int32_t *index = index_ + columnOf(g);
-            const int32_t start = index[0] < axis.extent - group ? index[0] : axis.extent - group;
-            inWindows_ = index[group - 1] - start < group;
-            starts_[g] = start;
-            for (int32_t k = 0; k < group && inWindows_; ++k) setLane(lanes_[g], k, index[k] - start);
-        }
+        group_ = windowSamples;
+        if (fitsWindows(axis.extent)) return;
+        group_ = windowSamples / 2;
+        if (fitsWindows(axis.extent)) return;
+        group_ = 1;
     }
 
     void gather(const Sample *row, Sample *out) const {
-        if (!inWindows_) {
+        if (group_ == windowSamples) {
+            for (int32_t g = 0; g * group_ < width_; ++g) putWhole(out + columnOf(g), permuted(row + starts_[g], lanes_[g]));
+        } else if (group_ > 1) {
+            for (int32_t g = 0; g * group_ < width_; ++g) putHalf(out + columnOf(g), permuted(row + starts_[g], lanes_[g]));
+        } else {
             for (int32_t j = 0; j < width_; ++j) out[j] = row[index_[j]];
-            return;
         }
-        for (int32_t g = 0; g * group < width_; ++g) permute(row + starts_[g], lanes_[g], out + columnOf(g));
     }
 
 private:
@@ -56,32 +55,50 @@ private:
         uint8_t bytes[windowBytes];
     };
 
-    int32_t columnOf(int32_t g) const { return (g + 1) * group <= width_ ? g * group : width_ - group; }
+    int32_t columnOf(int32_t g) const { return (g + 1) * group_ <= width_ ? g * group_ : width_ - group_; }
+
+    // Fills the tables for groups of the present size; false when some group does not fit its window.
+    bool fitsWindows(int32_t extent) {
+        if (width_ < group_ || extent < windowSamples) return false;
+        for (int32_t g = 0; g * group_ < width_; ++g) {
+            const int32_t *index = index_ + columnOf(g);
+            const int32_t start = index[0] < extent - windowSamples ? index[0] : extent - windowSamples;
+            if (index[group_ - 1] - start >= windowSamples) return false;
+            starts_[g] = start;
+            for (int32_t k = 0; k < group_; ++k) setLane(lanes_[g], k, index[k] - start);
+        }
+        return true;
+    }
 
     static void setLane(Lanes &lanes, int32_t k, int32_t offset) {
         if constexpr (sizeof(Sample) == 4) {
             std::memcpy(lanes.bytes + 4 * k, &offset, 4);
         } else {
             for (uint32_t b = 0; b < sizeof(Sample); ++b)
-                lanes.bytes[k * sizeof(Sample) + b] = static_cast<uint8_t>(static_cast<uint32_t>(offset) * sizeof(Sample) + b);
-        }
-    }
-    static void permute(const Sample *window, const Lanes &lanes, Sample *out) {
-        if constexpr (sizeof(Sample) == 4) {
-            const __m256i which = _mm256_load_si256(reinterpret_cast<const __m256i *>(lanes.bytes));
-            _mm256_storeu_ps(out, _mm256_permutevar8x32_ps(_mm256_loadu_ps(window), which));
-        } else {
-            const __m128i which = _mm_load_si128(reinterpret_cast<const __m128i *>(lanes.bytes));
-            const __m128i samples = _mm_loadu_si128(reinterpret_cast<const __m128i *>(window));
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm_shuffle_epi8(samples, which));
+                lanes.bytes[static_cast<uint32_t>(k) * sizeof(Sample) + b] =
+                    static_cast<uint8_t>(static_cast<uint32_t>(offset) * sizeof(Sample) + b);
         }
     }
 
+    static auto permuted(const Sample *window, const Lanes &lanes) {
+        if constexpr (sizeof(Sample) == 4) {
+            const __m256i which = _mm256_load_si256(reinterpret_cast<const __m256i *>(lanes.bytes));
+            return _mm256_permutevar8x32_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(window)), which);
+        } else {
+            const __m128i which = _mm_load_si128(reinterpret_cast<const __m128i *>(lanes.bytes));
+            return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(window)), which);
+        }
+    }
+    static void putWhole(Sample *out, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), v); }
+    static void putWhole(Sample *out, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(out), v); }
+    static void putHalf(Sample *out, __m256i v) { putWhole(out, _mm256_castsi256_si128(v)); }
+    static void putHalf(Sample *out, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i *>(out), v); }
+
     int32_t width_ = 0;
-    bool inWindows_ = false;
+    int32_t group_ = 1; // columns per window; 1: sample by sample
     int32_t index_[mostColumns];
-    int32_t starts_[mostColumns / group];
-    Lanes lanes_[mostColumns / group];
+    int32_t starts_[2 * mostColumns / windowSamples];
+    Lanes lanes_[2 * mostColumns / windowSamples];
 };
 
 // The tables of a tile are small enough for the stack.

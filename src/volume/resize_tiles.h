@@ -39,8 +39,8 @@ template <class Stage> TileSize chooseTileSize(int32_t width, int32_t height, in
         int32_t rows = fitting < height ? static_cast<int32_t>(fitting) : height;
         while (rows > 0 && tileBytes<Stage>({columns, rows}) > room) --rows;
         if (rows == height || rows >= leastRows || (columns <= 64 && rows > 0)) {
-            const int32_t count = (height + rows - 1) / rows; // tiles of about one height
-            return {columns, (height + count - 1) / count};
+            const int32_t count = (height - 1) / rows + 1; // tiles of about one height
+            return {columns, (height - 1) / count + 1};
         }
         if (columns == 1) return {0, 0};
     }

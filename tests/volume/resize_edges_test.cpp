@@ -173,6 +173,16 @@ TEST(ResizeEdges, AConstant16uVolumeIsKeptInTheFrameAndAtMostOneLowerInside) {
             }
 }
 
+TEST(ResizeEdges, AFrameVoxelJustBelowAHalfIsRoundedUp) {
+    const CoreProbeScope probe;
+    // Shifted by the largest float below a half: 0.49999997 is between 0 and 1, and half a bit of the bias lifts it over.
+    SimpleResize<uint16_t> r{{4, 4, 4}, std::vector<uint16_t>(64), {0, 0, 0, 4, 4, 4}, {1, 1, 1}, {}, zyprInterLinear};
+    r.shift[0] = -0.49999997;
+    for (size_t k = 1; k < 64; k += 2) r.from[k] = 1;
+    EXPECT_EQ(r.run()[12], 1); // the last row lies in a band
+    EXPECT_EQ(r.run()[0], 0);  // the first row is interior, and truncated
+}
+
 TEST(ResizeEdges, OddBytesOfStepsAreLost) {
     const CoreProbeScope probe;
     for (const ZyprInterpolation mode : allModes) {
