@@ -71,8 +71,10 @@ template <> struct TapWindow<uint8_t> {
 // The same taps, loaded one pair after another.
 inline TapPairs loadTapPairs(const float *row, const int32_t *index) {
     const auto two = [&](int k) {
-        const __m128 pair = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(row + index[k])));
-        return _mm_castpd_ps(_mm_loadh_pd(_mm_castps_pd(pair), reinterpret_cast<const double *>(row + index[k + 1])));
+        double pairs[2];
+        std::memcpy(&pairs[0], row + index[k], 8);
+        std::memcpy(&pairs[1], row + index[k + 1], 8);
+        return _mm_castpd_ps(_mm_setr_pd(pairs[0], pairs[1]));
     };
     const __m256 even = _mm256_set_m128(two(4), two(0)), odd = _mm256_set_m128(two(6), two(2));
     return {{_mm256_shuffle_ps(even, odd, _MM_SHUFFLE(2, 0, 2, 0))}, {_mm256_shuffle_ps(even, odd, _MM_SHUFFLE(3, 1, 3, 1))}};

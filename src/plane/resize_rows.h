@@ -84,13 +84,12 @@ template <class Sample> struct IntoVolume {
         return {
             reinterpret_cast<int8Register>(_mm256_set_m128i(_mm256_cvttpd_epi32(highHalf.v), _mm256_cvttpd_epi32(lowHalf.v)))};
     }
-    static void put(Sample *p, Int8 v) { // saturates
+    static void put(Sample *p, Int8 v) { // saturates; results from 8-bit samples are far below 32768
         const __m128i words = _mm_packus_epi32(_mm256_castsi256_si128(raw(v)), _mm256_extracti128_si256(raw(v), 1));
         if constexpr (sizeof(Sample) == 2)
             _mm_storeu_si128(reinterpret_cast<__m128i *>(p), words);
-        else // words above 32767 would be negative to the next packing
-            _mm_storel_epi64(reinterpret_cast<__m128i *>(p),
-                             _mm_packus_epi16(_mm_min_epu16(words, _mm_set1_epi16(255)), _mm_setzero_si128()));
+        else
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(p), _mm_packus_epi16(words, _mm_setzero_si128()));
     }
     static Fixed16 interior(Fixed16 v) { return v; }
     static Fixed16 frame(Fixed16 v) { return v; }

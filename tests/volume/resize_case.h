@@ -73,6 +73,7 @@ ZYPR_TEST_RESIZE(32f, float)
 template <class T> T randomSample(Random &random) {
     if constexpr (std::is_same_v<T, float>) {
         if (random.chance(0.02f)) return -0.0f;
+        if (random.chance(0.002f)) return std::numeric_limits<float>::infinity();
         return random.real(-100.0f, 1000.0f);
     } else { // many at the ends of the range, where saturation shows
         constexpr int32_t most = std::is_same_v<T, uint8_t> ? 255 : 65535;

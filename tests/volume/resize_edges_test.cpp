@@ -208,6 +208,10 @@ TEST(ResizeEdges, NonFiniteSamplesSpreadAsTheirFormulasSay) {
     EXPECT_TRUE(std::isnan(to[64]));
     EXPECT_EQ(bits(to[7 * 64 + 7]), bits(0.0f)); // 0 x t + -0
     EXPECT_EQ(bits(to[2 * 64 + 3 * 8 + 7]), bits(0.0f));
+    SimpleResize<float> below = r;
+    below.from[0] = 0.0f;
+    below.from[4] = std::numeric_limits<float>::infinity(); // row 1, which destination row 1 weighs by a quarter
+    EXPECT_EQ(below.run()[8], std::numeric_limits<float>::infinity());
 }
 
 TEST(ResizeEdges, FactorsFromTinyToHugeGiveTheDefinedVoxels) {
