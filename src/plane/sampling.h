@@ -1,0 +1,258 @@
+// The kernels that plane remap and plane warp share: what a sample at one position is, mode by mode.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+#include "plane/lanczos.h"
+#include "simd/vector.h"
+
+namespace zypr {
+
+// Row steps are bytes and need not be multiples of the sample's size, so rows may lie at any address.
+template <class Sample> Sample *planeRow(Sample *plane, int32_t byteStep, int32_t y) {
+    using Byte = std::conditional_t<std::is_const_v<Sample>, const char, char>;
+    return reinterpret_cast<Sample *>(reinterpret_cast<Byte *>(plane) + static_cast<ptrdiff_t>(y) * byteStep);
+}
+template <class Sample> Sample loadSample(const Sample *row, int32_t x) {
+    Sample sample;
+    std::memcpy(&sample, row + x, sizeof sample);
+    return sample;
+}
+template <class Sample> void storeSample(Sample *row, int32_t x, Sample sample) {
+    std::memcpy(row + x, &sample, sizeof sample);
+}
+
+template <class Sample> struct SampledPlane {
+    const Sample *base;
+    int32_t rowStep;      // bytes
+    int32_t lastX, lastY; // the plane's last column and row
+
+    const Sample *row(int32_t y) const { return planeRow(base, rowStep, y); }
+    Sample at(int32_t x, int32_t y) const { return loadSample(row(y), x); }
+};
+
+inline int32_t clamped(int32_t a, int32_t low, int32_t high) { return a < low ? low : a > high ? high : a; }
+
+// Rounds to nearest, ties to even, and saturates; 32f is stored as computed.
+template <class Sample> Sample converted(float value) {
+    if constexpr (std::is_same_v<Sample, float>)
+        return value;
+    else
+        return static_cast<Sample>(clamped(roundedToNearest(value), 0, std::numeric_limits<Sample>::max()));
+}
+
+// ---- Linear -------------------------------------------------------------------------------------------------------------
+
+// Four samples as floats. The left column and the upper row may have the index -1: their weight is 0 then, and they don't
+// exist.
+template <class Value> struct Quad { Value upperLeft, upperRight, lowerLeft, lowerRight; };
+
+template <class Value, class Sample> Quad<Value> quadAt(const SampledPlane<Sample> &src, int32_t x, int32_t y) {
+    const auto at = [&](int32_t column, int32_t row) {
+        return column < 0 || row < 0 ? Value(0) : static_cast<Value>(src.at(column, row));
+    };
+    return {at(x, y), at(x + 1, y), at(x, y + 1), at(x + 1, y + 1)};
+}
+
+template <class Sample> float bilinear(const SampledPlane<Sample> &src, int32_t x, int32_t y, float fx, float fy) {
+    const Quad<float> p = quadAt<float>(src, x, y);
+    const float upper = p.upperLeft * (1.0f - fx) + p.upperRight * fx;
+    const float lower = p.lowerLeft * (1.0f - fx) + p.lowerRight * fx;
+    return upper * (1.0f - fy) + lower * fy;
+}
+
+// Weights of 14 bits. The last step adds 33, not one half: results are rounded down but for the error of the weights.
+inline uint8_t bilinearFixedPoint(const SampledPlane<uint8_t> &src, int32_t x, int32_t y, float fx, float fy) {
+    const int32_t one = 16384;
+    const int32_t wx = roundedToNearest(fx * 16384.0f), wy = roundedToNearest(fy * 16384.0f);
+    const Quad<int32_t> p = quadAt<int32_t>(src, x, y);
+    const int32_t upper = (p.upperLeft * (one - wx) + p.upperRight * wx) >> 8;
+    const int32_t lower = (p.lowerLeft * (one - wx) + p.lowerRight * wx) >> 8;
+    return static_cast<uint8_t>((upper * (one - wy) + lower * wy + 33) >> 20);
+}
+
+// ---- Sixteen samples ----------------------------------------------------------------------------------------------------
+
+inline Float4 loadFour(const float *p) { return load<4>(p); }
+inline Float4 loadFour(const uint16_t *p) {
+    return {_mm_cvtepi32_ps(_mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p))))};
+}
+inline Float4 loadFour(const uint8_t *p) {
+    int32_t four;
+    std::memcpy(&four, p, sizeof four);
+    return {_mm_cvtepi32_ps(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(four)))};
+}
+
+struct FourWeights {
+    float w[4];
+};
+
+// The sum over 4 x 4 samples from (x, y) on.
+template <class Sample>
+float sumOfSixteen(const SampledPlane<Sample> &src, int32_t x, int32_t y, const FourWeights &wx, const FourWeights &wy) {
+    Float4 columns = broadcast<4>(wy.w[0]) * loadFour(src.row(y) + x);
+    for (int k = 1; k < 4; ++k) columns = fused(broadcast<4>(wy.w[k]), loadFour(src.row(y + k) + x), columns);
+    columns = columns * load<4>(wx.w);
+    const __m128 pairs = _mm_add_ps(columns.v, _mm_movehl_ps(columns.v, columns.v));
+    return _mm_cvtss_f32(_mm_add_ss(pairs, _mm_movehdup_ps(pairs)));
+}
+
+// ---- Lagrange -----------------------------------------------------------------------------------------------------------
+
+// The first of four taps. The window slides to stay in the plane; no tap is repeated.
+inline int32_t lagrangeBase(float position, int32_t last) {
+    const int32_t i = truncated(position), b = i < last - 2 ? i : last - 2;
+    return b > 0 ? b - 1 : 0;
+}
+
+// t is the position relative to the second tap, -1 to 2.
+inline FourWeights lagrangeWeights(float t) {
+    return {{-t * (t - 1.0f) * (t - 2.0f) / 6.0f, (t * t - 1.0f) * (t - 2.0f) / 2.0f, -(t + 1.0f) * t * (t - 2.0f) / 2.0f,
+             t * (t * t - 1.0f) / 6.0f}};
+}
+
+template <class Sample> float lagrange(const SampledPlane<Sample> &src, float x, float y) {
+    const int32_t baseX = lagrangeBase(x, src.lastX), baseY = lagrangeBase(y, src.lastY);
+    return sumOfSixteen(src, baseX, baseY, lagrangeWeights(x - static_cast<float>(baseX) - 1.0f),
+                        lagrangeWeights(y - static_cast<float>(baseY) - 1.0f));
+}
+
+// The weights of the first two taps, in units of 2^-14, for positions u = i / 512 above the first tap:
+// -(u - 1)(u - 2)(u - 3) / 6 and u (u - 2)(u - 3) / 2. Those of the other two are the mirror image.
+struct LagrangeTable {
+    static constexpr int32_t last = 1536;
+    int16_t first[last + 1], second[last + 1];
+};
+constexpr LagrangeTable makeLagrangeTable() {
+    LagrangeTable table{};
+    const auto nearestQuotient = [](int64_t a, int64_t b) { return (a + (a < 0 ? -b / 2 : b / 2)) / b; };
+    for (int64_t i = 0; i <= LagrangeTable::last; ++i) {
+        table.first[i] = static_cast<int16_t>(nearestQuotient(-(i - 512) * (i - 1024) * (i - 1536), 6 << 13));
+        table.second[i] = static_cast<int16_t>(nearestQuotient(i * (i - 1024) * (i - 1536), 2 << 13));
+    }
+    return table;
+}
+inline constexpr LagrangeTable lagrangeFixedPointTable = makeLagrangeTable();
+
+inline uint8_t lagrangeFixedPoint(const SampledPlane<uint8_t> &src, float x, float y) {
+    struct Axis {
+        int32_t base, w[4];
+        Axis(float position, int32_t lastIndex) : base(lagrangeBase(position, lastIndex)) {
+            const LagrangeTable &table = lagrangeFixedPointTable;
+            const int32_t k = clamped(roundedToNearest((position - static_cast<float>(base)) * 512.0f), 0, table.last);
+            w[0] = table.first[k], w[1] = table.second[k];
+            w[2] = table.second[table.last - k], w[3] = table.first[table.last - k];
+        }
+    };
+    const Axis ax(x, src.lastX), ay(y, src.lastY);
+    int32_t sum = 0x80000;
+    for (int32_t row = 0; row < 4; ++row) {
+        const uint8_t *from = src.row(ay.base + row) + ax.base;
+        const int32_t alongX = from[0] * ax.w[0] + from[1] * ax.w[1] + from[2] * ax.w[2] + from[3] * ax.w[3];
+        sum += static_cast<int16_t>(alongX >> 8) * ay.w[row];
+    }
+    return static_cast<uint8_t>(clamped(sum >> 20, 0, 255));
+}
+
+// ---- Wide kernels beside the plane's border -----------------------------------------------------------------------------
+
+// Sums in double over taps whose indices are clamped to the plane. They are converted in their own way: halves go up, and
+// magnitudes that a float holds only in denormal form become 0.
+template <class Sample> Sample convertedAtEdge(double value) {
+    if constexpr (std::is_same_v<Sample, float>) {
+        return value < 1.1754943508222875e-38 && value > -1.1754943508222875e-38 ? 0.0f : static_cast<float>(value);
+    } else {
+        constexpr int32_t limit = std::numeric_limits<Sample>::max();
+        if (value > limit) return limit;
+        if (value < 0) return 0;
+        return static_cast<Sample>(truncated(value + 0.5));
+    }
+}
+
+template <int taps> struct EdgeTaps {
+    int32_t index[taps];
+    double weight[taps];
+
+    void clampFrom(int32_t first, int32_t last) {
+        for (int k = 0; k < taps; ++k) index[k] = clamped(first + k, 0, last);
+    }
+};
+
+template <class Sample, int taps>
+Sample edgeSample(const SampledPlane<Sample> &src, const EdgeTaps<taps> &x, const EdgeTaps<taps> &y) {
+    double sum = 0.0;
+    for (int row = 0; row < taps; ++row) {
+        const Sample *from = src.row(y.index[row]);
+        double alongX = 0.0;
+        for (int k = 0; k < taps; ++k) alongX += x.weight[k] * static_cast<double>(loadSample(from, x.index[k]));
+        sum += y.weight[row] * alongX;
+    }
+    return convertedAtEdge<Sample>(sum);
+}
+
+// The index below a position, which counts as the next one from 1e-7 below it on. Edge paths clamp it
+// to where taps still differ, so that positions far outside stay harmless.
+constexpr double wideKernelTolerance = 1e-7;
+inline int32_t indexBelow(float position) { return truncated(position + static_cast<float>(wideKernelTolerance)); }
+inline int32_t indexBelow(double position) { return truncated(position + wideKernelTolerance); }
+
+// ---- Catmull-Rom --------------------------------------------------------------------------------------------------------
+
+template <class Real> void catmullRomWeights(Real t, Real (&w)[4]) {
+    const Real t2 = t * t, t3 = t2 * t;
+    w[0] = -t * ((t - Real(1)) * (t - Real(1))) / Real(2);
+    w[1] = Real(1.5) * t3 - Real(2.5) * t2 + Real(1);
+    w[2] = Real(-1.5) * t3 + Real(2) * t2 + Real(0.5) * t;
+    w[3] = t2 * (t - Real(1)) / Real(2);
+}
+
+// Positions are floats in a remap and doubles in a warp.
+template <class Sample, class Position> Sample catmullRom(const SampledPlane<Sample> &src, Position x, Position y) {
+    const int32_t ix = indexBelow(x), iy = indexBelow(y);
+    if (ix >= 1 && ix < src.lastX - 1 && iy >= 1 && iy < src.lastY - 1) {
+        FourWeights wx, wy;
+        catmullRomWeights(static_cast<float>(x - static_cast<Position>(ix)), wx.w);
+        catmullRomWeights(static_cast<float>(y - static_cast<Position>(iy)), wy.w);
+        return converted<Sample>(sumOfSixteen(src, ix - 1, iy - 1, wx, wy));
+    }
+    const auto axis = [](double position, int32_t last) {
+        const int32_t i = indexBelow(position);
+        EdgeTaps<4> taps;
+        taps.clampFrom(clamped(i, -2, last + 1) - 1, last);
+        catmullRomWeights(position - i, taps.weight);
+        return taps;
+    };
+    return edgeSample(src, axis(x, src.lastX), axis(y, src.lastY));
+}
+
+// ---- Lanczos ------------------------------------------------------------------------------------------------------------
+
+template <class Sample> Sample lanczos(const SampledPlane<Sample> &src, float x, float y) {
+    const int32_t ix = indexBelow(x), iy = indexBelow(y);
+    if (ix >= 2 && ix < src.lastX - 2 && iy >= 2 && iy < src.lastY - 2) {
+        float wx[6], wy[6];
+        lanczosWeights(x - static_cast<float>(ix), wx);
+        lanczosWeights(y - static_cast<float>(iy), wy);
+        float sum = 0.0f;
+        for (int row = 0; row < 6; ++row) {
+            const Sample *from = src.row(iy - 2 + row);
+            float alongX = 0.0f;
+            for (int k = 0; k < 6; ++k) alongX = fused(wx[k], static_cast<float>(loadSample(from, ix - 2 + k)), alongX);
+            sum = fused(wy[row], alongX, sum);
+        }
+        return converted<Sample>(sum);
+    }
+    const auto axis = [](double position, int32_t last) {
+        const int32_t i = indexBelow(position);
+        EdgeTaps<6> taps;
+        taps.clampFrom(clamped(i, -3, last + 2) - 2, last);
+        lanczosWeights(position - i, taps.weight);
+        return taps;
+    };
+    return edgeSample(src, axis(x, src.lastX), axis(y, src.lastY));
+}
+
+} // namespace zypr

@@ -1,0 +1,92 @@
+// Remap of volumes: every destination voxel is read where three maps say.
+
+#include "plane/remap.h"
+#include "frame/fronts.h"
+#include "volume/sampling.h"
+
+namespace zypr {
+namespace {
+
+zypStatus planeRemap(const uint8_t *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect *rect, const float *x,
+                     int32_t xStep, const float *y, int32_t yStep, uint8_t *dst, int32_t dstStep, ZyprPlaneSize dstSize,
+                     uint32_t mode) {
+    return zyprPlaneRemap_8u_C1(src, size, srcStep, rect, x, xStep, y, yStep, dst, dstStep, dstSize, mode);
+}
+zypStatus planeRemap(const uint16_t *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect *rect, const float *x,
+                     int32_t xStep, const float *y, int32_t yStep, uint16_t *dst, int32_t dstStep, ZyprPlaneSize dstSize,
+                     uint32_t mode) {
+    return zyprPlaneRemap_16u_C1(src, size, srcStep, rect, x, xStep, y, yStep, dst, dstStep, dstSize, mode);
+}
+zypStatus planeRemap(const float *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect *rect, const float *x, int32_t xStep,
+                     const float *y, int32_t yStep, float *dst, int32_t dstStep, ZyprPlaneSize dstSize, uint32_t mode) {
+    return zyprPlaneRemap_32f_C1(src, size, srcStep, rect, x, xStep, y, yStep, dst, dstStep, dstSize, mode);
+}
+
+// Row y of a plane; the step is in bytes and need not be a multiple of the sample's size.
+template <class Sample> Sample *rowAt(Sample *plane, int32_t byteStep, int32_t y) {
+    using Byte = std::conditional_t<std::is_const_v<Sample>, const char, char>;
+    return reinterpret_cast<Sample *>(reinterpret_cast<Byte *>(plane) + static_cast<ptrdiff_t>(y) * byteStep);
+}
+
+template <class Sample>
+zypStatus remapVolume(const Sample *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                      ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
+                      const float *const *zMapPlanes, int32_t mapRowStep, Sample *const *dstPlanes, int32_t dstRowStep,
+                      const ZyprVolumeExtent *dstExtent, ZyprInterpolation interpolation) {
+    if (srcPlanes == nullptr || dstPlanes == nullptr) return zypStsNullPtrErr;
+    if (xMapPlanes == nullptr || yMapPlanes == nullptr || zMapPlanes == nullptr) return zypStsNullPtrErr;
+    if (!isValid(*srcExtent) || !isValid(*srcRegion) || !isValid(*dstExtent)) return zypStsSizeErr;
+    if (!isInterpolation(interpolation)) return zypStsInterpolationModeErr;
+    if (srcExtent->depth == 1) {
+        ZyprPlaneRect rect = {srcRegion->x, srcRegion->y, srcRegion->width, srcRegion->height};
+        return planeRemap(srcPlanes[0], {srcExtent->width, srcExtent->height}, srcRowStep, &rect, xMapPlanes[0], mapRowStep,
+                          yMapPlanes[0], mapRowStep, dstPlanes[0], dstRowStep, {dstExtent->width, dstExtent->height},
+                          static_cast<uint32_t>(interpolation));
+    }
+    if (!startsInside(*srcRegion, *srcExtent)) return zypStsVolumeRoiOutsideWrn;
+    *srcRegion = trimmed(*srcRegion, *srcExtent);
+
+    const SampledRegion<Sample> src = sampledRegion(srcPlanes, srcRowStep, *srcRegion);
+    const ZyprVolumeExtent extent = *dstExtent;
+    withKernel<true>(loweredMode(interpolation, *srcExtent), src, [&](const auto &kernel) {
+        runSlices(extent.width, extent.height, extent.depth, [&](TeamShare share, int, int) {
+            for (int32_t z = share.first; z < share.first + share.count; ++z) {
+                for (int32_t y = 0; y < extent.height; ++y) {
+                    const MappedRow row(rowAt(xMapPlanes[z], mapRowStep, y), rowAt(yMapPlanes[z], mapRowStep, y),
+                                        rowAt(zMapPlanes[z], mapRowStep, y));
+                    sampleRow(src, kernel, row, rowAt(dstPlanes[z], dstRowStep, y), extent.width);
+                }
+            }
+        });
+    });
+    return zypStsNoErr;
+}
+
+} // namespace
+} // namespace zypr
+
+using namespace zypr;
+
+zypStatus front_zyprRemap_8u_C1PV(const uint8_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                                  ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
+                                  const float *const *zMapPlanes, int32_t mapRowStep, uint8_t *const *dstPlanes,
+                                  int32_t dstRowStep, const ZyprVolumeExtent *dstExtent, ZyprInterpolation interpolation) {
+    return remapVolume(srcPlanes, srcExtent, srcRowStep, srcRegion, xMapPlanes, yMapPlanes, zMapPlanes, mapRowStep, dstPlanes,
+                       dstRowStep, dstExtent, interpolation);
+}
+
+zypStatus front_zyprRemap_16u_C1PV(const uint16_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                                   ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
+                                   const float *const *zMapPlanes, int32_t mapRowStep, uint16_t *const *dstPlanes,
+                                   int32_t dstRowStep, const ZyprVolumeExtent *dstExtent, ZyprInterpolation interpolation) {
+    return remapVolume(srcPlanes, srcExtent, srcRowStep, srcRegion, xMapPlanes, yMapPlanes, zMapPlanes, mapRowStep, dstPlanes,
+                       dstRowStep, dstExtent, interpolation);
+}
+
+zypStatus front_zyprRemap_32f_C1PV(const float *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
+                                   ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
+                                   const float *const *zMapPlanes, int32_t mapRowStep, float *const *dstPlanes,
+                                   int32_t dstRowStep, const ZyprVolumeExtent *dstExtent, ZyprInterpolation interpolation) {
+    return remapVolume(srcPlanes, srcExtent, srcRowStep, srcRegion, xMapPlanes, yMapPlanes, zMapPlanes, mapRowStep, dstPlanes,
+                       dstRowStep, dstExtent, interpolation);
+}
