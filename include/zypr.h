@@ -622,6 +622,28 @@ zypStatus zyprResize_32f_C1PV(const float *const *srcPlanes, const ZyprVolumeExt
 
 /* ---- Volume remap ---------------------------------------------------------------------------------------------------- */
 
+/* Remap: the voxel (x, y, z) of the destination is the source at (xMap(x, y, z), yMap(x, y, z), zMap(x, y, z)), absolute
+ * coordinates in voxels, integers at voxel centres. The maps have the destination's shape and share one row step. A position
+ * outside srcRegion, or that is not a number, leaves the voxel as it was.
+ *
+ * srcRegion is clipped to the volume in place, except on a warning, an error and for a source of one plane. Modes 4 to 7 become
+ * linear where an extent of the source is below 4, and every mode nearest where one is below 2. Cubic taps may lie one voxel
+ * outside the region at its low end, never at its high end. Steps are bytes; srcRowStep loses bytes that make no whole sample.
+ * Planes of the source that no voxel needs may be null.
+ *
+ * Results: nearest rounds halves to even. Linear is rounded to nearest. Cubic results of 8u and 16u are rounded to nearest and
+ * saturated. The order of a sum's terms is the library's; a voxel's bits depend on its position alone, on no thread count.
+ *
+ * Checked, in this order: srcPlanes, dstPlanes and the three map arrays (zypStsNullPtrErr); srcExtent, srcRegion and dstExtent
+ * (zypStsSizeErr); interpolation (zypStsInterpolationModeErr); a region that starts outside (zypStsVolumeRoiOutsideWrn). On all
+ * of them nothing is written. Runs on several threads when all three destination extents are at least 16.
+ *
+ * Sharp edges:
+ *   - Cubic modes, voxels whose taps were repeated at an end of the volume or of the region: 8u and 16u round halves up, and
+ * 32f is cut to whole numbers.
+ *   - A source of depth 1 is sampled as a plane, by the planes' rules: modes 5 and 7 give zypStsInterpolationModeErr, steps
+ * below 1 zypStsRowStepErr, a region that starts outside zypStsPlaneRoiOutsideWrn; nearest rounds halves up; 8u linear is close
+ * to rounded down; zMapPlanes and the region's z and depth are not read; only destination plane 0 is written. */
 zypStatus zyprRemap_8u_C1PV(const uint8_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
                             ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
                             const float *const *zMapPlanes, int32_t mapRowStep, uint8_t *const *dstPlanes, int32_t dstRowStep,
@@ -639,9 +661,30 @@ zypStatus zyprRemap_32f_C1PV(const float *const *srcPlanes, const ZyprVolumeExte
 
 /* ---- Volume warp ----------------------------------------------------------------------------------------------------- */
 
+/* The scratch that a warp needs: always 0 bytes. Checked, in this order: size (zypStsNullPtrErr), srcRegion and dstRegion
+ * (zypStsSizeErr), channels, which must be 1 (zypStsChannelCountErr), interpolation (zypStsInterpolationModeErr). */
 zypStatus zyprWarpAffineGetBufSize(const ZyprVoxelCuboid *srcRegion, const ZyprVoxelCuboid *dstRegion, int32_t channels,
                                    ZyprInterpolation interpolation, int32_t *size);
 
+/* Affine warp: fills the box dstRegion, in absolute coordinates of the destination. affineMatrix holds three rows of four, from
+ * source to destination: x' = m[0] x + m[1] y + m[2] z + m[3], and so on. It is inverted once; each voxel of the box is read
+ * where the inverse says, by the rules of remap: the same regions, modes, rounding and taps. Positions are stepped by addition
+ * in double along rows, columns and planes, from the first plane of each thread's part of the box, so their last bits depend on
+ * the number of threads.
+ *
+ * Checked, in this order: srcPlanes and dstPlanes (zypStsNullPtrErr); srcExtent, srcRegion and dstRegion (zypStsSizeErr); a
+ * first test of the matrix (zypStsSingularTransformErr), which fails when all three values of the diagonal are at most 1e-100
+ * in magnitude, or all three minors of rows 1 and 2 that hold column pairs vanish beside their first products; interpolation
+ * (zypStsInterpolationModeErr); a region that starts outside (zypStsVolumeRoiOutsideWrn); a determinant between -1e-10 and
+ * 1e-10 (zypStsSingularTransformErr, with srcRegion clipped already). On all of them no voxel is written. Runs on several
+ * threads when the box is at least 16 in all directions.
+ *
+ * Sharp edges:
+ *   - A pure permutation of all three axes has a zero diagonal and is refused.
+ *   - Cubic modes of 8u and 16u round halves up where taps were repeated; 32f keeps its fractions, unlike remap.
+ *   - A source of depth 1 is warped as a plane: the matrix is m[0], m[1], m[2] over m[4], m[5], m[6], with m[2] and m[6] as the
+ *     translation and m[3] and m[7] without effect; modes 5 and 7 give zypStsInterpolationModeErr, an image that misses the box
+ *     zypStsNoQuadOverlapWrn, a clipped region thinner than two samples zypStsRoiTooSmallErr. */
 zypStatus zyprWarpAffine_8u_C1PV(const uint8_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
                                  ZyprVoxelCuboid *srcRegion, uint8_t *const *dstPlanes, int32_t dstRowStep,
                                  const ZyprVoxelCuboid *dstRegion, const double *affineMatrix, ZyprInterpolation interpolation);

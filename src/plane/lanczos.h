@@ -6,7 +6,7 @@
 
 #include "simd/vector.h"
 
-namespace zypr {
+namespace zypr::planes {
 
 constexpr double pi = 3.14159265358979323846;
 
@@ -57,4 +57,4 @@ inline void lanczosWeights(double fraction, double (&w)[6]) {
     for (double &weight : w) weight /= sum;
 }
 
-} // namespace zypr
+} // namespace zypr::planes

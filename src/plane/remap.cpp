@@ -5,6 +5,8 @@
 #include "plane/sampling.h"
 
 namespace zypr {
+using namespace planes;
+
 namespace {
 
 // The rectangle's inclusive bounds.

@@ -9,7 +9,7 @@
 #include "plane/lanczos.h"
 #include "simd/vector.h"
 
-namespace zypr {
+namespace zypr::planes {
 
 // Row steps are bytes and need not be multiples of the sample's size, so rows may lie at any address.
 template <class Sample> Sample *planeRow(Sample *plane, int32_t byteStep, int32_t y) {
@@ -255,4 +255,4 @@ template <class Sample> Sample lanczos(const SampledPlane<Sample> &src, float x,
     return edgeSample(src, axis(x, src.lastX), axis(y, src.lastY));
 }
 
-} // namespace zypr
+} // namespace zypr::planes

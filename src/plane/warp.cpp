@@ -8,6 +8,8 @@
 #include "plane/warp_spans.h"
 
 namespace zypr {
+using namespace planes;
+
 namespace {
 
 // ---- Modes: one span from positions that grow by repeated addition ------------------------------------------------------

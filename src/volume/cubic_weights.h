@@ -5,7 +5,7 @@
 #include "simd/vector.h"
 #include "zypr.h"
 
-namespace zypr {
+namespace zypr::sampling {
 
 // A kernel K of the distance d: a[3] d^3 + a[2] d^2 + a[1] d + a[0] below 1, the same with b below 2, and 0 from there on. The
 // coefficients are fractions with the one denominator.
@@ -59,4 +59,4 @@ inline CubicWeights cubicWeights(const CubicTable &table, Float8 fraction) {
             cubicWeight(table, magnitude(one - fraction)), cubicWeight(table, magnitude(two - fraction))};
 }
 
-} // namespace zypr
+} // namespace zypr::sampling

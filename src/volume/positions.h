@@ -4,7 +4,7 @@
 
 #include "simd/vector.h"
 
-namespace zypr {
+namespace zypr::sampling {
 
 // The inclusive bounds of the source region along one axis.
 struct AxisBounds {
@@ -90,4 +90,4 @@ private:
     Double4 position_, step_;
 };
 
-} // namespace zypr
+} // namespace zypr::sampling

@@ -5,6 +5,8 @@
 #include "volume/sampling.h"
 
 namespace zypr {
+using namespace sampling;
+
 namespace {
 
 zypStatus planeRemap(const uint8_t *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect *rect, const float *x,

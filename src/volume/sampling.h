@@ -9,7 +9,7 @@
 #include "volume/positions.h"
 #include "volume/records.h"
 
-namespace zypr {
+namespace zypr::sampling {
 
 // What is sampled: the planes, and the inclusive bounds within which positions count.
 template <class Sample> struct SampledRegion {
@@ -386,4 +386,4 @@ void withKernel(ZyprInterpolation mode, const SampledRegion<Sample> &src, const 
     }
 }
 
-} // namespace zypr
+} // namespace zypr::sampling

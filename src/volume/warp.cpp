@@ -5,6 +5,8 @@
 #include "volume/sampling.h"
 
 namespace zypr {
+using namespace sampling;
+
 namespace {
 
 // Three rows of four: row k gives coordinate k as a[k][0] x + a[k][1] y + a[k][2] z + a[k][3].
