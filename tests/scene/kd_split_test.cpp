@@ -135,14 +135,14 @@ TEST(KDSplit, AmongPlanarsOffTheFacesOnlyTheFirstPlaneIsTried) {
 
 TEST(KDSplit, PlanarsBeyondTheLastEndAreNoCandidates) {
     // The plane of the plates would be cheaper than the end of the slab.
-    for (const int plates : {20, 200}) {
+    for (const auto &[plates, end] : {std::pair{20, 0.85f}, std::pair{200, 0.85f}, std::pair{200, 0.945f}}) {
         KDMesh mesh;
-        addSlab(mesh, 0, 0.0f, 0.85f);
+        addSlab(mesh, 0, 0.0f, end);
         for (int i = 0; i < plates; ++i) addPlanar(mesh, 0, 0.95f);
         const Tree tree = treeOf(mesh, {.maxDepth = 1, .splitBias = 1.0f, .clipBox = unitBox});
         ASSERT_FALSE(tree.isLeaf(0));
         EXPECT_EQ(tree.axis(0), 0);
-        EXPECT_EQ(tree.plane(0), 0.85f);
+        EXPECT_EQ(tree.plane(0), end);
     }
 }
 
