@@ -239,8 +239,10 @@ zypStatus zyprIntersectEyeSO_32f(const float *origin, const float *const directi
                                  int32_t *rayTriangle, const ZyprScene *scene, ZyprBundleSize size);
 
 /* Whether something blocks each segment from the origin to origin + direction, both ends excluded: the query of shadow rays,
- * whose directions zyprCastShadowSO_32f makes. rayMask             in   negative: the ray takes no part out  -1 where the
- * segment is blocked; unchanged elsewhere rayTriangle         out  a triangle that blocks it, not always the nearest; see below
+ * whose directions zyprCastShadowSO_32f makes.
+ *   rayMask             in   negative: the ray takes no part
+ *                       out  -1 where the segment is blocked; unchanged elsewhere
+ *   rayTriangle         out  a triangle that blocks it, not always the nearest; see below
  *   scene               in   bound is not read
  * Packets: direction, rayTriangle and rayMask (five arrays) are aligned.
  * Go by rayMask alone: with packets, rayTriangle of a ray that is not blocked may hold another value than -1. Packets also take
@@ -249,9 +251,11 @@ zypStatus zyprIntersectAnySO_32f(const float *origin, const float *const directi
                                  ZyprBundleSize size, const ZyprScene *scene);
 
 /* Several hits along each ray, in their order along it, one origin for all. Hit number l goes to layer l; a layer of an array
- * is width x height entries, one layer after another. rayDist             in   layer 0: the farthest distance to accept for the
- * first hit; later hits have no limit but the box out  the hits' distances, measured from the origin; to be read only where
- * rayTriangle is not negative, but that layer 0 is unchanged without a hit rayBary             out  the weights, likewise
+ * is width x height entries, one layer after another.
+ *   rayDist             in   layer 0: the farthest distance to accept for the first hit; later hits have no limit but the box
+ *                       out  the hits' distances from the origin; to be read only where rayTriangle is not negative, but that
+ *                            layer 0 is unchanged without a hit
+ *   rayBary             out  the weights, likewise
  *   rayTriangle         out  the triangles' numbers; -1 from the first layer on that found no hit
  * Packets: direction, rayDist, rayBary and rayTriangle (seven arrays, by their first layer) are aligned.
  * After a hit the ray goes on from the hit point. It cannot meet the triangle that it has just left, nor one of the few hits

@@ -163,7 +163,7 @@ template <int N, int packets> struct FirstOccluders {
                 if (!(present >> i & 1)) continue;
                 const Meetings<N> meeting(accel[k], group, i);
                 const Mask<N> inside = meeting.inside & live[i];
-                if (none(inside)) continue;
+                if (N == 4 && none(inside)) continue; // of eight, some are inside as often as not
                 const Floats<N> t = meeting.num * refined(meeting.reciprocalOfDen(), meeting.den);
                 const Mask<N> hit = inside & withinSegment<N>(t);
                 triangle[i] = select(hit, broadcast<N>(k), triangle[i]);
