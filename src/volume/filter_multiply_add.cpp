@@ -106,11 +106,12 @@ void filterBlocks(const PackedKernel &kernel, const FilterWindow &window, int32_
     for (int b = 0; b < Blocks; ++b) storeSaturated(dst + x + 16 * b, finish(even[b]), finish(odd[b]));
 }
 
-// A row of at least 16 samples. The last block may overlap the one before it.
+// A row of at least 16 samples. Blocks of 48 keep their six sums, and what they multiply, in registers. The last block may
+// overlap the one before it.
 template <int Pairs, bool OddWidth>
 void filterRow(const PackedKernel &kernel, const FilterWindow &window, int32_t width, const SumFinish &finish, int16_t *dst) {
     int32_t x = 0;
-    for (; width - x >= 64; x += 64) filterBlocks<4, Pairs, OddWidth>(kernel, window, x, finish, dst);
+    for (; width - x >= 48; x += 48) filterBlocks<3, Pairs, OddWidth>(kernel, window, x, finish, dst);
     for (; width - x >= 32; x += 32) filterBlocks<2, Pairs, OddWidth>(kernel, window, x, finish, dst);
     for (; width - x >= 16; x += 16) filterBlocks<1, Pairs, OddWidth>(kernel, window, x, finish, dst);
     if (x < width) filterBlocks<1, Pairs, OddWidth>(kernel, window, width - 16, finish, dst);

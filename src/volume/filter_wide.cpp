@@ -34,7 +34,6 @@ Int8 wrappingProduct(Int8 a, Int8 b) { return {reinterpret_cast<int8Register>(_m
 struct OneSample {
     using Int = int32_t;
     using Float = float;
-    static constexpr int32_t count = 1;
     static Int load(const int16_t *p) { return sampleAt(p); }
     static Int sum(Int a, Int b) { return static_cast<Int>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b)); }
     static Int all(int32_t a) { return a; }
