@@ -203,7 +203,7 @@ TEST(KDSplitPolygon, AFullVertexPoolEndsTheBuild) {
     const ZyprKDPrimRef ref = build.ref(7, {{0, 0, 0}, {4, 0, 8}, {0, 4, 0}});
     ZyprKDPrimRef left, right;
     const auto statusWithRoom = [&](int32_t bytes) {
-        build.state->clipVertexCursor = build.state->clipVertexLimit - bytes;
+        build.state->clipVertexLimit = build.state->clipVertexCursor + bytes;
         return kdSplitPolygon(ref, &left, &right, 1.0f, 0, build.state);
     };
     EXPECT_EQ(statusWithRoom(12), zypStsMemLimitErr); // the cursor stays strictly below the limit
@@ -242,9 +242,9 @@ TEST(KDRequests, BlocksAreNeverFilledToTheirLastByte) {
     ASSERT_EQ(kdRequestPolygon(build.state, 3, &polygon), zypStsNoErr);
     build.state->memoryLeft = 0x1000027;
     ZyprKDBuildBlock *block = build.state->polygonBlocks.prev;
-    block->cursor = block->limit - 24;
+    block->limit = block->cursor + 24;
     EXPECT_EQ(kdRequestPolygon(build.state, 3, &polygon), zypStsMemLimitErr);
-    block->cursor = block->limit - 25;
+    block->limit = block->cursor + 25;
     EXPECT_EQ(kdRequestPolygon(build.state, 3, &polygon), zypStsNoErr);
 }
 
@@ -333,12 +333,14 @@ TEST(KDClip, FullPoolsEndTheBuild) {
     const int32_t triangle[4] = {0, 1, 2, 0};
     ZyprKDPrimRef *refs;
     int32_t count;
-    build.state->clipVertexCursor = build.state->clipVertexLimit - 24;
+    unsigned char *const vertexLimit = build.state->clipVertexLimit;
+    build.state->clipVertexLimit = build.state->clipVertexCursor + 24;
     EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsMemLimitErr);
     build.state->clipVertexCursor = build.state->clipVertexBase;
-    build.state->refPoolCursor = build.state->refPoolLimit - 16;
+    build.state->clipVertexLimit = vertexLimit;
+    build.state->refPoolLimit = build.state->refPoolCursor + 16;
     EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsMemLimitErr);
-    build.state->refPoolCursor = build.state->refPoolLimit - 17;
+    build.state->refPoolLimit = build.state->refPoolCursor + 17;
     EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsNoErr);
 }
 
