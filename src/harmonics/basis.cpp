@@ -20,9 +20,13 @@ void storeBlocks(const BasisGroup &basis, int32_t width, int32_t points, float *
             const FourRows values = transposed(basis, k, point);
             for (int32_t r = 0; r < rows; ++r) store(block + r * width + k, values.row[r]);
         }
-        if (k == width) continue;
+        if (width - k < 2) continue;
         const FourRows values = transposed(basis, k, point);
         for (int32_t r = 0; r < rows; ++r) store(block + r * width + k, lastLanes, values.row[r]);
+    }
+    // A single last function, as all even orders have it.
+    if (width % 8 == 1) {
+        for (int32_t point = 0; point < points; ++point) destination[(point + 1) * width - 1] = basis.values[width - 1][point];
     }
 }
 

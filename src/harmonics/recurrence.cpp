@@ -1,49 +1,64 @@
-// The recurrence evaluator: from band to band with the two tables of the state, in single precision.
+// The recurrence evaluator: from band to band with the two tables of the state, in single precision. Unrolled over (l, m), so
+// that every row of the group and every entry of the tables has a fixed place.
+
+#include <utility>
 
 #include "harmonics/basis.h"
 
 namespace zypr::harmonics {
+namespace {
+
+struct Recurrence {
+    Float8 x, y, z;
+    const float *tableA, *tableB;
+    BasisGroup &basis;
+
+    template <int l, int m> [[gnu::always_inline]] float *row() const { return basis.values[l * l + l + m]; }
+    template <int l, int m> [[gnu::always_inline]] Float8 value() const { return load<8>(row<l, m>()); }
+    template <int l, int m> [[gnu::always_inline]] Float8 a() const { return broadcast<8>(tableA[l * (l + 1) / 2 + m]); }
+    template <int l, int m> [[gnu::always_inline]] Float8 b() const { return broadcast<8>(tableB[l * (l + 1) / 2 + m]); }
+
+    template <int l, int m> [[gnu::always_inline]] void pair() const {
+        const Float8 za = z * a<l, m>(), bm = b<l, m>();
+        store(row<l, m>(), fused(za, value<l - 1, m>(), bm * value<l - 2, m>()));
+        if constexpr (m > 0) store(row<l, -m>(), fused(za, value<l - 1, -m>(), bm * value<l - 2, -m>()));
+    }
+    template <int l, int... m> [[gnu::always_inline]] void pairs(std::integer_sequence<int, m...>) const {
+        (pair<l, m>(), ...);
+    }
+
+    // Band l from the two bands before it.
+    template <int l> [[gnu::always_inline]] void band() const {
+        const Float8 top = value<l - 1, l - 1>(), bottom = value<l - 1, 1 - l>();
+        store(row<l, l>(), fusedDifference(x, top, y * bottom) * a<l, l>());
+        store(row<l, -l>(), fused(y, top, x * bottom) * a<l, l>());
+        const Float8 besideDiagonal = z * a<l, l - 1>();
+        store(row<l, l - 1>(), besideDiagonal * top);
+        store(row<l, 1 - l>(), besideDiagonal * bottom);
+        pairs<l>(std::make_integer_sequence<int, l - 1>{});
+    }
+
+    template <int l> [[gnu::always_inline]] void bandsFrom(int order, LinesAhead &ahead) const {
+        band<l>();
+        ahead.fetchForBand(l);
+        if constexpr (l < static_cast<int>(highestOrder)) {
+            if (order > l) bandsFrom<l + 1>(order, ahead);
+        }
+    }
+};
+
+} // namespace
 
 void evaluateRecurrence(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
                         LinesAhead ahead) {
-    const Float8 x = points.x, y = points.y, z = points.z;
-    store(basis.values[0], broadcast<8>(state.tableA[0]));
+    const Recurrence step{points.x, points.y, points.z, state.tableA, state.tableB, basis};
+    store(basis.values[0], broadcast<8>(step.tableA[0]));
     if (order == 0) return;
-    store(basis.values[1], y * broadcast<8>(state.tableA[2]));
-    store(basis.values[2], z * broadcast<8>(state.tableA[1]));
-    store(basis.values[3], x * broadcast<8>(state.tableA[2]));
-
+    store(basis.values[1], points.y * broadcast<8>(step.tableA[2]));
+    store(basis.values[2], points.z * broadcast<8>(step.tableA[1]));
+    store(basis.values[3], points.x * broadcast<8>(step.tableA[2]));
     ahead.fetchForBand(1);
-
-    // The bands l, l - 1 and l - 2, each addressed by m from its middle.
-    auto *current = basis.values + 2, *previous = current, *beforePrevious = basis.values;
-    const int32_t lastBand = static_cast<int32_t>(order);
-    for (int32_t l = 2; l <= lastBand; ++l) {
-        const float *a = state.tableA + l * (l + 1) / 2, *b = state.tableB + l * (l + 1) / 2;
-        current = basis.values + l * l + l;
-
-        const Float8 top = load<8>(previous[l - 1]), bottom = load<8>(previous[1 - l]);
-        const Float8 diagonal = broadcast<8>(a[l]);
-        store(current[l], fusedDifference(x, top, y * bottom) * diagonal);
-        store(current[-l], fused(y, top, x * bottom) * diagonal);
-
-        const Float8 besideDiagonal = z * broadcast<8>(a[l - 1]);
-        store(current[l - 1], besideDiagonal * top);
-        store(current[1 - l], besideDiagonal * bottom);
-
-        const auto step = [&](Float8 za, Float8 bm, int32_t m) {
-            store(current[m], fused(za, load<8>(previous[m]), bm * load<8>(beforePrevious[m])));
-        };
-        step(z * broadcast<8>(a[0]), broadcast<8>(b[0]), 0);
-        for (int32_t m = 1; m <= l - 2; ++m) {
-            const Float8 za = z * broadcast<8>(a[m]), bm = broadcast<8>(b[m]);
-            step(za, bm, m);
-            step(za, bm, -m);
-        }
-        ahead.fetchForBand(l);
-        beforePrevious = previous;
-        previous = current;
-    }
+    if (order > 1) step.bandsFrom<2>(static_cast<int>(order), ahead);
 }
 
 } // namespace zypr::harmonics
