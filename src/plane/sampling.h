@@ -1,6 +1,7 @@
 // The kernels that plane remap and plane warp share: what a sample at one position is, mode by mode.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>

@@ -2,6 +2,7 @@
 // loop over them. A voxel's result depends on its position alone, not on its place among the eight.
 #pragma once
 
+#include <cstddef>
 #include <cstring>
 #include <type_traits>
 
