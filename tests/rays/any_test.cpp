@@ -189,6 +189,14 @@ TEST(AnyHit, SeedOfTheCacheIsTheNearestOccluderOfTheFirstLiveRayOfRowThree) {
     expectAnyModel(Path::vector, bundle, scene);
 }
 
+TEST(AnyHit, SeedKeepsAnOccluderUnlessTheNextIsNearerByMoreThanAnUlpOfOne) {
+    const Bundle bundle = forwardSegments(4, 4);
+    const TestScene within = oneLeafScene({facingTriangle(0.75f), facingTriangle(0.75f - 0x1p-24f)});
+    EXPECT_EQ(runAny(bundle, &within).triangle[0], 0);
+    const TestScene beyond = oneLeafScene({facingTriangle(0.75f), facingTriangle(0.75f - 0x1p-22f)});
+    EXPECT_EQ(runAny(bundle, &beyond).triangle[0], 1);
+}
+
 TEST(AnyHit, SeedTakesATrianglesTwoSidesAndItsEdgesButNotItsOutside) {
     Random random(37);
     for (int round = 0; round < 100; ++round) {
@@ -416,6 +424,19 @@ TEST(AnyHit, NotANumberIsNeverBlockedAndDisturbsNoOtherRay) {
             }
             for (size_t r = 0; r < 64; ++r) EXPECT_TRUE(r == 9 || scalar.mask[r] == before.mask[r]);
         }
+}
+
+TEST(AnyHit, CellsWithinTheExitPadAreVisitedAndOnTheScalarPathThoseWithinTheSlackBeyondIt) {
+    Bundle bundle = forwardSegments(4, 4);                      // walked to 1.0001
+    std::fill(bundle.mask.begin() + 12, bundle.mask.end(), -1); // no seed, whose walk has the slack
+    const auto visits = [&](float split, int misaligned) {
+        const TestScene scene = twoLeafScene(split, true, facingTriangle(0.25f));
+        return runAny(bundle, &scene, misaligned).triangle[0] == 0;
+    };
+    EXPECT_TRUE(visits(1.00009f, -1));
+    EXPECT_FALSE(visits(1.000105f, -1));
+    EXPECT_TRUE(visits(0.99999f, 0));
+    EXPECT_FALSE(visits(1.00009f, 0));
 }
 
 TEST(AnyHit, DegenerateTriangleNeverBlocks) {

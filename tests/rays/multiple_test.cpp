@@ -245,6 +245,35 @@ TEST(MultipleHits, DistancesOfZeroOrBelowGiveMissesInEveryLayer) {
     }
 }
 
+TEST(MultipleHits, CellsWithinTheExitPadAreVisitedAndOnTheScalarPathThoseWithinTheSlackBeyondIt) {
+    const ZyprBox box = {{-9.0f, -9.0f, -9.0f}, {9.0f, 9.0f, 0.5f}}; // so the interval ends at 0.5001
+    const auto visits = [&](float split, int misaligned) {
+        const TestScene scene = twoLeafScene(split, true, facingTriangle(0.25f));
+        const ZyprScene view = {&box, scene.view().accel, scene.view().root};
+        return runLibrary(Query::multiple, Bundle(4, 4), &view, 1, misaligned).triangle[0] == 0;
+    };
+    EXPECT_TRUE(visits(0.50009f, -1));
+    EXPECT_FALSE(visits(0.500105f, -1));
+    EXPECT_TRUE(visits(0.500105f, 0));
+    EXPECT_TRUE(visits(0.50028f, 0));
+    EXPECT_FALSE(visits(0.5003f, 0));
+}
+
+TEST(MultipleHits, TinyComponentIsDividedAsIfItWereAHundredTimesTheLimit) {
+    // A face of the box at 1e-6: left at about 0.084, where the inverse of a tiny component is 83886.08.
+    const ZyprBox box = {{-9.0f, -9.0f, -9.0f}, {1e-6f, 9.0f, 9.0f}};
+    for (const float component : {0.0f, -0.0f, 1e-7f, -1e-7f})
+        for (const float split : {0.08f, 0.09f}) {
+            const TestScene scene = twoLeafScene(split, true, facingTriangle(0.05f));
+            const ZyprScene view = {&box, scene.view().accel, scene.view().root};
+            Bundle bundle(4, 4);
+            bundle.setAllDirections({component, 0.0f, 1.0f});
+            const int32_t expected = split < 0.084f ? 0 : -1;
+            EXPECT_EQ(runLibrary(Query::multiple, bundle, &view).triangle[0], expected) << component << " " << split;
+            EXPECT_EQ(runLibrary(Query::eye, bundle, &view).triangle[0], 0) << component << " " << split;
+        }
+}
+
 TEST(MultipleHits, DegenerateTriangleIsNeverHit) {
     std::vector<Triangle> triangles = stack(3);
     triangles[1].p1 = triangles[1].p0;

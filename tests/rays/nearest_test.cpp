@@ -512,6 +512,32 @@ TEST_P(NearestHit, RandomDeepTreesEqualTheModel) {
     }
 }
 
+TEST_P(NearestHit, CellsWithinTheExitPadAreVisitedAndOnTheScalarPathThoseWithinTheSlackBeyondIt) {
+    const ZyprBox box = {{-9.0f, -9.0f, -9.0f}, {9.0f, 9.0f, 0.5f}}; // so the interval ends at 0.5001
+    const auto visits = [&](float split, int misaligned) {
+        const TestScene scene = twoLeafScene(split, true, facingTriangle(0.25f));
+        const ZyprScene view = {&box, scene.view().accel, scene.view().root};
+        return runLibrary(GetParam(), Bundle(4, 4), &view, 1, misaligned).triangle[0] == 0;
+    };
+    EXPECT_TRUE(visits(0.50009f, -1));
+    EXPECT_FALSE(visits(0.500105f, -1));
+    EXPECT_TRUE(visits(0.500105f, 0));
+    EXPECT_TRUE(visits(0.500108f, 0));
+    EXPECT_FALSE(visits(0.500112f, 0));
+}
+
+TEST_P(NearestHit, CellsBeforeTheIntervalAreVisitedWithinTheSlackOfTheScalarPathAlone) {
+    const Bundle bundle(4, 4); // from the plane z = 0
+    const auto visits = [&](float split, int misaligned) {
+        return run(bundle, twoLeafScene(split, false, facingTriangle(0.25f)), misaligned).triangle[0] == 0;
+    };
+    EXPECT_TRUE(visits(1e-6f, -1));
+    EXPECT_FALSE(visits(-1e-6f, -1));
+    EXPECT_TRUE(visits(-1e-6f, 0));
+    EXPECT_TRUE(visits(-9e-6f, 0));
+    EXPECT_FALSE(visits(-1.1e-5f, 0));
+}
+
 TEST(NearestHitOfEye, TinyDirectionComponentNeverCausesAMissByItself) {
     // The origin lies outside the slab of x by far; the component alone must not stop the scalar path.
     const Triangle t = facingTriangle(2.0f);
