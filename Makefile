@@ -29,6 +29,7 @@ bench:
 	scripts/setup.sh bench
 	cmake --preset bench
 	cmake --build --preset bench
+	/usr/bin/python3 bench/data/make_head_mesh.py build/data/head.ply
 	scripts/bench.sh build/bench/bin build/bench/results
 
 coverage:
