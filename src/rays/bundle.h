@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "simd/groups.h"
 #include "simd/vector.h"
 #include "zypr.h"
 
@@ -41,7 +42,6 @@ template <class T, class V> void storeRows(T *row, int64_t width, V value) {
         store(row + width, high(value));
     }
 }
-struct AllLanes {};
 template <class T, class V> void storeRows(T *row, int64_t width, AllLanes, V value) { storeRows(row, width, value); }
 template <class T, class M, class V> void storeRows(T *row, int64_t width, M lanes, V value) {
     if constexpr (sizeof(V) == 16) {

@@ -16,9 +16,9 @@ float pixelOffset(int32_t block, int32_t blockExtent) {
 // direction(column) = column x columnStep + rowStart for one component of one row.
 void castRow(float *direction, int32_t width, float columnStep, float rowStart) {
     const Float8 step = broadcast<8>(columnStep), start = broadcast<8>(rowStart);
-    forGroupsOfEight(width, [&](int64_t column, auto group) {
+    forGroups(0, width, [&](ptrdiff_t column, auto lanes) {
         const Float8 number = toFloat(broadcast<8>(static_cast<int32_t>(column)) + laneNumbers<8>());
-        store(direction + column, group, fused(number, step, start));
+        lanes.store(direction + column, fused(number, step, start));
     });
 }
 
@@ -42,14 +42,14 @@ void castEye(const float *planeBase, const float *columnStep, const float *rowSt
 template <auto dot>
 void reflect(const float *const incident[3], const int32_t *rayMask, const float *const normal[3], float *const reflected[3],
              int32_t count) {
-    forGroupsOfEight(count, [&](int64_t first, auto group) {
-        const Mask8 live = ~isNegative(load(rayMask + first, group));
-        if (none(live)) return store(reflected, first, group, Triple<Float8>{});
-        const Triple<Float8> i = load(incident, first, group), n = load(normal, first, group);
+    forGroups(0, count, [&](ptrdiff_t first, auto lanes) {
+        const Mask8 live = ~isNegative(lanes.load(rayMask + first));
+        if (none(live)) return store(reflected, first, lanes, Triple<Float8>{});
+        const Triple<Float8> i = load(incident, first, lanes), n = load(normal, first, lanes);
         const Float8 half = dot(i, n);
         const Float8 s = half + half;
         const Triple<Float8> r = {fusedSubtract(s, n.x, i.x), fusedSubtract(s, n.y, i.y), fusedSubtract(s, n.z, i.z)};
-        store(reflected, first, group, keep(live, r));
+        store(reflected, first, lanes, keep(live, r));
     });
 }
 
@@ -61,25 +61,23 @@ bool sumsFromY(int32_t count) { return count % 4 == 0; }
 constexpr float grazing = 0.0017453292f; // a tenth of a degree; a light that comes in flatter does not reach the surface
 
 // The mask that a whole group gets back: lit words pass through a float.
-Int8 maskAfterShadow(WholeGroup, Int8 word, Mask8 lit) {
-    return select(lit, roundedToNearest(toFloat(word)), broadcast<8>(-1));
-}
+Int8 maskAfterShadow(AllLanes, Int8 word, Mask8 lit) { return select(lit, roundedToNearest(toFloat(word)), broadcast<8>(-1)); }
 // The remaining elements keep their words, lit or masked, unless the light does not reach them.
-Int8 maskAfterShadow(PartGroup, Int8 word, Mask8 lit) { return select(lit | isNegative(word), word, broadcast<8>(-1)); }
+Int8 maskAfterShadow(SomeLanes, Int8 word, Mask8 lit) { return select(lit | isNegative(word), word, broadcast<8>(-1)); }
 
 void castShadow(const float *light, const float *facing, const float *const normal[3], const float *const point[3],
                 int32_t *rayMask, float *lightDot, float *const shadow[3], int32_t count) {
     const Triple<Float8> l = {broadcast<8>(light[0]), broadcast<8>(light[1]), broadcast<8>(light[2])};
-    forGroupsOfEight(count, [&](int64_t first, auto group) {
-        const Int8 word = load(rayMask + first, group);
-        const Triple<Float8> fromLight = load(point, first, group) - l;
-        const Float8 dot = dotFromY(fromLight, load(normal, first, group));
+    forGroups(0, count, [&](ptrdiff_t first, auto lanes) {
+        const Int8 word = lanes.load(rayMask + first);
+        const Triple<Float8> fromLight = load(point, first, lanes) - l;
+        const Float8 dot = dotFromY(fromLight, load(normal, first, lanes));
         const Mask8 reaches = magnitude(dot) >= broadcast<8>(grazing);
-        const Mask8 sameSide = load(facing + first, group) * dot > broadcast<8>(0.0f);
+        const Mask8 sameSide = lanes.load(facing + first) * dot > broadcast<8>(0.0f);
         const Mask8 lit = ~isNegative(word) & reaches & sameSide;
-        store(rayMask + first, group, maskAfterShadow(group, word, lit));
-        store(lightDot + first, group, keep(lit, magnitude(dot)));
-        store(shadow, first, group, keep(lit, fromLight));
+        lanes.store(rayMask + first, maskAfterShadow(lanes, word, lit));
+        lanes.store(lightDot + first, keep(lit, magnitude(dot)));
+        store(shadow, first, lanes, keep(lit, fromLight));
     });
 }
 

@@ -11,7 +11,7 @@ class SingleOrigin {
 public:
     explicit SingleOrigin(const float *origin)
         : origin_{broadcast<8>(origin[0]), broadcast<8>(origin[1]), broadcast<8>(origin[2])} {}
-    template <class Group> Triple<Float8> at(int64_t, Group) const { return origin_; }
+    template <class Lanes> Triple<Float8> at(ptrdiff_t, Lanes) const { return origin_; }
 
 private:
     Triple<Float8> origin_;
@@ -19,7 +19,7 @@ private:
 class OriginPerRay {
 public:
     explicit OriginPerRay(const float *const *origin) : origin_{origin[0], origin[1], origin[2]} {}
-    template <class Group> Triple<Float8> at(int64_t first, Group group) const { return load(origin_, first, group); }
+    template <class Lanes> Triple<Float8> at(ptrdiff_t first, Lanes lanes) const { return load(origin_, first, lanes); }
 
 private:
     const float *origin_[3];
@@ -34,12 +34,12 @@ template <class Origin>
 void hitPoints(const Origin &origin, const float *const direction[3], const float *rayDist, const int32_t *rayMask,
                float *const hit[3], int32_t count, float eps) {
     const Float8 factor = broadcast<8>(eps);
-    forGroupsOfEight(count, [&](int64_t first, auto group) {
-        const Int8 cleared = clearedBits(load(rayMask + first, group));
-        const Float8 t = load(rayDist + first, group);
-        const Triple<Float8> o = origin.at(first, group), d = load(direction, first, group);
+    forGroups(0, count, [&](ptrdiff_t first, auto lanes) {
+        const Int8 cleared = clearedBits(lanes.load(rayMask + first));
+        const Float8 t = lanes.load(rayDist + first);
+        const Triple<Float8> o = origin.at(first, lanes), d = load(direction, first, lanes);
         const auto point = [&](Float8 along, Float8 from) { return withoutBits(fused(factor, t * along, from), cleared); };
-        store(hit, first, group, Triple<Float8>{point(d.x, o.x), point(d.y, o.y), point(d.z, o.z)});
+        store(hit, first, lanes, Triple<Float8>{point(d.x, o.x), point(d.y, o.y), point(d.z, o.z)});
     });
 }
 

@@ -62,17 +62,17 @@ int32_t wantedThreads(int32_t count) { return std::min(ownGetNumThreads(), count
 
 constexpr float noNormal[3] = {0.0f, 0.0f, 0.0f};
 
-Int8 loadTriangles(const int32_t *rayTriangle, WholeGroup group) { return load(rayTriangle, group); }
-Int8 loadTriangles(const int32_t *rayTriangle, PartGroup group) {
-    return load(rayTriangle, group) | bitsOf(~group.lanes); // no triangle in the missing lanes
+Int8 loadTriangles(const int32_t *rayTriangle, AllLanes lanes) { return lanes.load(rayTriangle); }
+Int8 loadTriangles(const int32_t *rayTriangle, SomeLanes some) {
+    return some.load(rayTriangle) | bitsOf(~some.lanes); // no triangle in the missing lanes
 }
 
 void flatNormals(const float *normals, const int32_t *rayTriangle, float *const surface[3], int32_t count) {
-    forGroupsOfEight(count, [&](int64_t first, auto group) {
-        const Int8 triangle = loadTriangles(rayTriangle + first, group);
-        if (all(isNegative(triangle))) return store(surface, first, group, Triple<Float8>{});
+    forGroups(0, count, [&](ptrdiff_t first, auto lanes) {
+        const Int8 triangle = loadTriangles(rayTriangle + first, lanes);
+        if (all(isNegative(triangle))) return store(surface, first, lanes, Triple<Float8>{});
         const auto normal = [&](int lane) { return triangle.v[lane] < 0 ? noNormal : normals + int64_t{3} * triangle.v[lane]; };
-        store(surface, first, group,
+        store(surface, first, lanes,
               gathered({normal(0), normal(1), normal(2), normal(3), normal(4), normal(5), normal(6), normal(7)}));
     });
 }
@@ -96,10 +96,10 @@ Triple<Float8> unitByEstimate(Triple<Float8> m, Float8 square) {
 template <auto unit>
 void smoothNormals(const float *vertexNormals, const int32_t *indices, const int32_t *rayTriangle,
                    const float *const rayBary[2], float *const surface[3], int32_t count, int32_t indexStride) {
-    forGroupsOfEight(count, [&](int64_t first, auto group) {
-        const Int8 triangle = loadTriangles(rayTriangle + first, group);
+    forGroups(0, count, [&](ptrdiff_t first, auto lanes) {
+        const Int8 triangle = loadTriangles(rayTriangle + first, lanes);
         const Mask8 live = ~isNegative(triangle);
-        if (none(live)) return store(surface, first, group, Triple<Float8>{});
+        if (none(live)) return store(surface, first, lanes, Triple<Float8>{});
         const auto corner = [&](int number) {
             const auto normal = [&](int lane) {
                 const int64_t number0 = int64_t{triangle.v[lane]} * indexStride;
@@ -108,14 +108,14 @@ void smoothNormals(const float *vertexNormals, const int32_t *indices, const int
             return gathered({normal(0), normal(1), normal(2), normal(3), normal(4), normal(5), normal(6), normal(7)});
         };
         const Triple<Float8> n0 = corner(0), n1 = corner(1), n2 = corner(2);
-        const Float8 u = load(rayBary[0] + first, group), v = load(rayBary[1] + first, group);
+        const Float8 u = lanes.load(rayBary[0] + first), v = lanes.load(rayBary[1] + first);
         const Float8 w = broadcast<8>(1.0f) - u - v;
         const Triple<Float8> m = {
             fused(w, n2.x, fused(v, n1.x, u * n0.x)),
             fused(w, n2.y, fused(v, n1.y, u * n0.y)),
             fused(w, n2.z, fused(v, n1.z, u * n0.z)),
         };
-        store(surface, first, group, keep(live, unit(m, dotFromY(m, m))));
+        store(surface, first, lanes, keep(live, unit(m, dotFromY(m, m))));
     });
 }
 

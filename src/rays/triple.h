@@ -1,7 +1,7 @@
 // Three coordinates of several points or vectors at once, and the orders in which dot products are summed.
 #pragma once
 
-#include "rays/groups.h"
+#include "simd/groups.h"
 #include "simd/vector.h"
 
 namespace zypr {
@@ -19,13 +19,13 @@ inline Triple<Float8> keep(Mask8 m, Triple<Float8> a) { return {keep(m, a.x), ke
 
 // ---- Plane triples ------------------------------------------------------------------------------------------------------
 
-template <class Group> Triple<Float8> load(const float *const planes[3], int64_t first, Group group) {
-    return {load(planes[0] + first, group), load(planes[1] + first, group), load(planes[2] + first, group)};
+template <class Lanes> Triple<Float8> load(const float *const planes[3], ptrdiff_t first, Lanes lanes) {
+    return {lanes.load(planes[0] + first), lanes.load(planes[1] + first), lanes.load(planes[2] + first)};
 }
-template <class Group> void store(float *const planes[3], int64_t first, Group group, Triple<Float8> a) {
-    store(planes[0] + first, group, a.x);
-    store(planes[1] + first, group, a.y);
-    store(planes[2] + first, group, a.z);
+template <class Lanes> void store(float *const planes[3], ptrdiff_t first, Lanes lanes, Triple<Float8> a) {
+    lanes.store(planes[0] + first, a.x);
+    lanes.store(planes[1] + first, a.y);
+    lanes.store(planes[2] + first, a.z);
 }
 
 // ---- Packed triples -----------------------------------------------------------------------------------------------------

@@ -1,8 +1,8 @@
 // The distance of points from one point, never less than 1, under the sign mask.
 
 #include "frame/fronts.h"
-#include "shading/groups.h"
 #include "shading/paths.h"
+#include "shading/selection.h"
 
 namespace zypr {
 namespace {

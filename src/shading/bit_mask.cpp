@@ -1,8 +1,8 @@
 // Products under the bit mask: three planes times a factor, and the dot product of two vectors of three planes.
 
 #include "frame/fronts.h"
-#include "shading/groups.h"
 #include "shading/paths.h"
+#include "simd/groups.h"
 
 namespace zypr {
 namespace {

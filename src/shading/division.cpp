@@ -1,8 +1,8 @@
 // The quotient under the bit mask: by the processor's reciprocal estimate and two corrections, with zero divisors on their own.
 
 #include "frame/fronts.h"
-#include "shading/groups.h"
 #include "shading/paths.h"
+#include "shading/selection.h"
 
 namespace zypr {
 namespace {

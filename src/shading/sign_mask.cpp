@@ -1,8 +1,8 @@
 // Products under the sign mask: values times a factor, and a weighted term accumulated into three planes.
 
 #include "frame/fronts.h"
-#include "shading/groups.h"
 #include "shading/paths.h"
+#include "shading/selection.h"
 
 namespace zypr {
 namespace {

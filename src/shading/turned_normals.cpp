@@ -1,7 +1,7 @@
 // The dot product of references and normals, with normals turned so that it is never positive, under the sign mask.
 
 #include "frame/fronts.h"
-#include "shading/groups.h"
+#include "shading/selection.h"
 
 namespace zypr {
 namespace {

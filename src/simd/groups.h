@@ -12,6 +12,7 @@ struct AllLanes {
     Float8 load(const float *p) const { return zypr::load<8>(p); }
     Int8 load(const int32_t *p) const { return zypr::load<8>(p); }
     void store(float *p, Float8 a) const { zypr::store(p, a); }
+    void store(int32_t *p, Int8 a) const { zypr::store(p, a); }
     Mask8 among(Mask8 lanes) const { return lanes; }
 };
 
@@ -22,6 +23,7 @@ struct SomeLanes {
     Float8 load(const float *p) const { return zypr::load(p, lanes); }
     Int8 load(const int32_t *p) const { return zypr::load(p, lanes); }
     void store(float *p, Float8 a) const { zypr::store(p, lanes, a); }
+    void store(int32_t *p, Int8 a) const { zypr::store(p, lanes, a); }
     Mask8 among(Mask8 others) const { return lanes & others; }
 };
 
@@ -31,19 +33,6 @@ template <class Group> [[gnu::always_inline]] inline void forGroups(ptrdiff_t be
     const ptrdiff_t rest = (end - begin) % 8, wholeEnd = end - rest;
     for (ptrdiff_t i = begin; i < wholeEnd; i += 8) group(i, AllLanes{});
     if (rest > 0) group(wholeEnd, SomeLanes{firstLanes<8>(static_cast<int32_t>(rest))});
-}
-
-// The sign mask: an element is selected when its word isn't negative.
-template <class Lanes> Mask8 selectedAmong(Lanes lanes, const int32_t *words) {
-    return lanes.among(lanes.load(words) > broadcast<8>(-1));
-}
-
-// Calls body(lanes) with the selected lanes, and not at all where there is none.
-template <class Body> [[gnu::always_inline]] inline void withSelected(Mask8 selected, Body body) {
-    if (all(selected))
-        body(AllLanes{});
-    else if (any(selected))
-        body(SomeLanes{selected});
 }
 
 } // namespace zypr
