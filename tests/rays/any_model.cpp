@@ -1,3 +1,4 @@
+// The model of zyprIntersectAnySO_32f, with its probe and its cache of one occluder.
 #include "rays/model_walks.h"
 
 namespace zypr::test::model {

@@ -1,3 +1,4 @@
+// The model of zyprIntersectMultipleSO_32f, layer by layer.
 #include "rays/model_walks.h"
 
 namespace zypr::test::model {

@@ -1,3 +1,4 @@
+// The model of the nearest-hit queries, zyprIntersectMO_32f and zyprIntersectEyeSO_32f.
 #include "rays/model_walks.h"
 
 namespace zypr::test::model {
