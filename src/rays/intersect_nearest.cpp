@@ -172,10 +172,9 @@ public:
         Query<4, 1> query;
         Progress<4> start[1];
         if (prepare(query, start, octant, row, lanes) == 0) return;
-        // A lane with no distance to accept and no negative exit never becomes active.
-        const Float4 zero = broadcast<4>(0.0f);
-        const Mask4 idle = (query.hits[0].best <= zero) & (start[0].t1 >= zero);
-        const unsigned live = signBits(~idle);
+        // A lane with no distance to accept never becomes active: it does not enter the box, and whoever leaves a far child
+        // behind has an exit of at least its entry, which is at least 0.
+        const unsigned live = signBits(~(query.hits[0].best <= broadcast<4>(0.0f)));
         if ((live & (live - 1)) == 0) return launchLone(query, start[0], __builtin_ctz(live), row, lanes);
         kdWalkRays<4, 1>(scene_.root, query.group, start, 1, query);
         storeHits<4>(results_, row, width_, lanes, query.hits[0]);

@@ -439,6 +439,36 @@ TEST(AnyHit, CellsWithinTheExitPadAreVisitedAndOnTheScalarPathThoseWithinTheSlac
     EXPECT_FALSE(visits(1.00009f, 0));
 }
 
+TEST(AnyHit, CellsBeforeTheSegmentAreVisitedWithinTheSlackOfTheScalarPathAndOfTheSeed) {
+    Bundle bundle = forwardSegments(4, 4); // from the plane z = 0
+    const auto visits = [&](float split, int misaligned) {
+        const TestScene scene = twoLeafScene(split, false, facingTriangle(0.25f));
+        return runAny(bundle, &scene, misaligned).triangle[0] == 0;
+    };
+    for (const int misaligned : {-1, 0}) { // the packets' seed, and then the scalar path
+        EXPECT_TRUE(visits(-9e-6f, misaligned));
+        EXPECT_FALSE(visits(-1.1e-5f, misaligned));
+    }
+    std::fill(bundle.mask.begin() + 12, bundle.mask.end(), -1); // no seed: the packets alone have no slack
+    EXPECT_TRUE(visits(1e-6f, -1));
+    EXPECT_FALSE(visits(-1e-6f, -1));
+}
+
+TEST(AnyHit, TinyComponentIsWalkedByItsStandInOnTheScalarPathAndByTheSeed) {
+    // Planes of x at 1e-5 and 2e-5 are met at 0.84 and at 1.68, where the inverse of a tiny component is 83886.08.
+    for (const float component : {0.0f, -0.0f, 1.1920929e-7f, -1.1920929e-7f}) {
+        Bundle bundle = forwardSegments(4, 4);
+        bundle.setAllDirections({component, 0.0f, 1.0f});
+        const bool upperIsFar = !(component < 0.0f);
+        for (const float split : {1e-5f, 2e-5f})
+            for (const int misaligned : {-1, 0}) {
+                const TestScene scene = twoLeafScene(split, upperIsFar, facingTriangle(0.25f), 0);
+                EXPECT_EQ(runAny(bundle, &scene, misaligned).triangle[0], split < 1.5e-5f ? 0 : -1)
+                    << component << " " << split;
+            }
+    }
+}
+
 TEST(AnyHit, DegenerateTriangleNeverBlocks) {
     Triangle line = facingTriangle(0.5f);
     line.p1 = line.p0;

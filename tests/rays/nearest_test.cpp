@@ -538,6 +538,19 @@ TEST_P(NearestHit, CellsBeforeTheIntervalAreVisitedWithinTheSlackOfTheScalarPath
     EXPECT_FALSE(visits(-1.1e-5f, 0));
 }
 
+TEST_P(NearestHit, TinyComponentIsWalkedByItsStandInOnTheScalarPath) {
+    // The box is left at z = 9. A plane of x is met before that where it is near enough for the inverse of a tiny component.
+    const float inverse = GetParam() == Query::mo ? 83886.08f : 838860800.0f;
+    for (const float component : {0.0f, -0.0f, 1.1920929e-7f, -1.1920929e-7f}) {
+        Bundle bundle(4, 4);
+        bundle.setAllDirections({component, 0.0f, 1.0f});
+        for (const float ts : {8.9f, 9.1f}) {
+            const TestScene scene = twoLeafScene(ts / inverse, true, facingTriangle(0.25f), 0); // the lower child is near
+            EXPECT_EQ(run(bundle, scene, 0).triangle[0], ts < 9.0f ? 0 : -1) << component << " " << ts;
+        }
+    }
+}
+
 TEST(NearestHitOfEye, TinyDirectionComponentNeverCausesAMissByItself) {
     // The origin lies outside the slab of x by far; the component alone must not stop the scalar path.
     const Triangle t = facingTriangle(2.0f);

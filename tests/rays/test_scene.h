@@ -250,11 +250,11 @@ inline Triangle facingTriangle(float z, float extent = 4.0f, float x = 0.0f, flo
     return {{x - extent, y - extent, z}, {x + 3 * extent, y - extent, z}, {x - extent, y + 3 * extent, z}};
 }
 
-// Two leaves, parted at `value` of z. One of them claims a triangle wherever that lies, the other is empty: a hit tells that
-// the walk came there.
-inline TestScene twoLeafScene(float value, bool upperHasIt, const Triangle &claimed) {
+// Two leaves, parted at `value` of an axis, z by default. One of them claims a triangle wherever that lies, the other is empty:
+// a hit tells that the walk came there.
+inline TestScene twoLeafScene(float value, bool upperHasIt, const Triangle &claimed, int axis = 2) {
     TreeWriter writer;
-    const size_t pair = writer.split(0, 2, value);
+    const size_t pair = writer.split(0, axis, value);
     writer.compactLeaf(upperHasIt ? pair + 2 : pair, {0});
     writer.emptyLeaf(upperHasIt ? pair : pair + 2);
     return TestScene({claimed, facingTriangle(-9.0f), facingTriangle(9.0f)}, writer.words());
