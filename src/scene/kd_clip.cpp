@@ -25,7 +25,11 @@ zypStatus makeRef(ZyprKDPrimRef *ref, uint32_t triangle, const KDVertex *ring, u
     KDVertex *polygon;
     const zypStatus status = kdRequestPolygon(state, count, &polygon);
     if (status != zypStsNoErr) return status;
-    for (uint32_t i = 0; i < count; ++i) polygon[i] = ring[i];
+    for (uint32_t i = 0; i < 3; ++i) polygon[i] = ring[i];
+    for (uint32_t i = 3; i < kdMostVertices; ++i) { // a few moves, where a copying routine would be called for any count
+        if (i == count) break;
+        polygon[i] = ring[i];
+    }
     *ref = {tagOf(triangle, count), 0, polygon};
     return zypStsNoErr;
 }

@@ -5,6 +5,7 @@
 
 #include "frame/memory.h"
 #include "scene/kd_build.h"
+#include "simd/vector.h"
 
 namespace zypr {
 namespace {
@@ -54,8 +55,8 @@ struct TreeSize {
     void add(const ZyprKDBuildNode &node) {
         if (node.kind != kdLeaf) {
             nodeBytes += 2 * sizeof(ZyprKDNode);
-            add(node.children[0]);
             add(node.children[1]);
+            add(node.children[0]);
             return;
         }
         ZyprKDNode unused;
@@ -77,6 +78,7 @@ struct TreeWriter {
         pairCursor += 2 * sizeof(ZyprKDNode);
         node->word0 = distance(node, pair) | static_cast<uint32_t>(source.kind);
         std::memcpy(&node->word1, &source.plane, sizeof source.plane);
+        prefetch(source.children[1].children);
         write(source.children[0], pair);
         write(source.children[1], pair + 1);
     }

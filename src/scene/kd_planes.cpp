@@ -9,19 +9,15 @@
 namespace zypr {
 namespace {
 
-constexpr float emptyShare = 0.1f;     // a gap above this share of the extent is cut off, whatever lies between the gaps
-constexpr double emptyDiscount = 0.7f; // for cuts that leave one side empty, or flat
-constexpr double smallestArea = 1e-9;
-
 // Up to so many references every plane is looked at.
-constexpr int32_t mostWithoutBins = 48;
+constexpr int32_t mostWithoutBins = 64;
 // Up to so many events are compared with each other; more are sorted.
 constexpr int32_t mostCounted = 192;
 constexpr int32_t mostQuickSorted = 320;
 
 int32_t binCountFor(int32_t refCount) {
     if (refCount <= mostWithoutBins) return 0;
-    if (refCount <= 128) return 32;
+    if (refCount <= 128) return 16;
     if (refCount <= 1024) return 64;
     if (refCount <= 8192) return 256;
     return 1024;
@@ -61,13 +57,6 @@ template <class Visit> void forEachEight(const float *lows, const float *highs, 
 }
 
 } // namespace
-
-KDAxisCost::KDAxisCost(const ZyprBox &box, int axis, const KDExtents &extents) : m(box.minimum[axis]), M(box.maximum[axis]) {
-    const float eb = extents.of[(axis + 1) % 3], ec = extents.of[(axis + 2) % 3];
-    halfPerimeter = eb + ec;
-    const double area = eb * ec;
-    w = area < smallestArea ? 0.0 : area / halfPerimeter;
-}
 
 void KDAxisSearch::prepare(const KDAxisCost &axisCost, const float *refLows, const float *refHighs, int32_t refCount) {
     cost_ = axisCost;
@@ -124,12 +113,12 @@ void KDAxisSearch::cutEmptySpace() {
     const bool onlyPlanars = planarCount_ == count_;
     const float first = onlyPlanars ? minimum(cost_.m, planarFirst_) : first_;
     const float last = onlyPlanars ? maximum(cost_.M, planarLast_) : last_;
-    const float t = (cost_.M - cost_.m) * emptyShare;
+    const float t = (cost_.M - cost_.m) * kdEmptyShare;
     const auto all = static_cast<double>(count_);
     if (first - cost_.m > t) best_.offer(all * cost_.rightOf(first), first, 0, count_, 1);
     if (cost_.M - last > t) best_.offer(all * cost_.leftOf(last), last, count_, 0, planarCount_ > 0 ? 0 : 1);
     if (!best_.found()) return;
-    factor_ = cost_.halfPerimeter * emptyDiscount;
+    factor_ = cost_.halfPerimeter * kdEmptyDiscount;
     emptyCut_ = ended_ = true;
 }
 
@@ -146,11 +135,11 @@ void KDAxisSearch::splitOffFaces() {
     };
     if (planarFirst_ == cost_.m) {
         const int32_t k = planarsAt(cost_.m);
-        best_.offer(cost_.at(cost_.m, k, count_ - k) * emptyDiscount, cost_.m, k, count_ - k, 0);
+        best_.offer(cost_.at(cost_.m, k, count_ - k) * kdEmptyDiscount, cost_.m, k, count_ - k, 0);
     }
     if (planarLast_ == cost_.M) {
         const int32_t k = planarsAt(cost_.M);
-        best_.offer(cost_.at(cost_.M, count_ - k, k) * emptyDiscount, cost_.M, count_ - k, k, 1);
+        best_.offer(cost_.at(cost_.M, count_ - k, k) * kdEmptyDiscount, cost_.M, count_ - k, k, 1);
     }
     if (planarCount_ < count_) return;
     const int32_t k = planarsAt(planarFirst_);
@@ -320,80 +309,42 @@ Int8 countAt(const float *events, int32_t count, Float8 x) {
     return found;
 }
 
-// Eight planes with the references that begin below them and those that end above them.
-struct EightPlanes {
-    Float8 x;
-    Int8 below, above;
-
-    void count(Float8 lowEvent, Float8 highEvent) {
-        below = below - bitsOf(lowEvent < x);
-        above = above - bitsOf(highEvent > x);
-    }
-};
-
-struct EightCosts {
-    Double4 first, second;
-
-    EightCosts(const KDAxisCost &cost, Float8 x, Int8 left, Int8 right) {
-        const Float8 toLeft = x - broadcast<8>(cost.m), toRight = broadcast<8>(cost.M) - x;
-        const Double4 w = broadcastDouble(cost.w);
-        const auto four = [w](Float4 l, Float4 r, __m128i leftCounts, __m128i rightCounts) {
-            return fused(Double4{_mm256_cvtepi32_pd(leftCounts)}, w + widened(l),
-                         Double4{_mm256_cvtepi32_pd(rightCounts)} * (w + widened(r)));
-        };
-        first = four(low(toLeft), low(toRight), _mm256_castsi256_si128(raw(left)), _mm256_castsi256_si128(raw(right)));
-        second =
-            four(high(toLeft), high(toRight), _mm256_extracti128_si256(raw(left), 1), _mm256_extracti128_si256(raw(right), 1));
-    }
-    unsigned atMost(double limit) const {
-        const __m256d v = _mm256_set1_pd(limit);
-        return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(first.v, v, _CMP_LE_OQ))) |
-               static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(second.v, v, _CMP_LE_OQ))) << 4;
-    }
-    void store(double *costs) const {
-        _mm256_storeu_pd(costs, first.v);
-        _mm256_storeu_pd(costs + 4, second.v);
-    }
-};
-
 } // namespace
 
-void KDAxisSearch::offerEight(unsigned lanes, Float8 x, Int8 left, Int8 right, int32_t planarSide) {
-    const EightCosts costs(cost_, x, left, right);
-    lanes &= costs.atMost(minimum(best_.cost, upper_));
-    if (lanes == 0) return;
-    double costOf[8];
+void KDAxisSearch::offerEight(Mask8 active, Float8 x, Int8 left, Int8 right, int32_t planarSide) {
+    const KDEightCosts costs = KDEightCosts(cost_, x, left, right).among(active);
+    if (costs.atMost(minimum(best_.cost, upper_)) == 0) return;
+    const double lowest = costs.lowest();
     float planes[8];
     int32_t leftCounts[8], rightCounts[8];
-    costs.store(costOf);
     store(planes, x);
     store(leftCounts, left);
     store(rightCounts, right);
-    for (; lanes != 0; lanes &= lanes - 1) {
+    for (unsigned lanes = costs.atMost(lowest); lanes != 0; lanes &= lanes - 1) {
         const int lane = std::countr_zero(lanes);
-        best_.offerSwept(costOf[lane], planes[lane], leftCounts[lane], rightCounts[lane], planarSide);
+        best_.offerSwept(lowest, planes[lane], leftCounts[lane], rightCounts[lane], planarSide);
     }
 }
 
 // Compares every event with every other. The candidate planes are the lows and the highs, eight of each at a time.
 template <bool planar> void KDAxisSearch::searchByCounting(const KDEvents &events, int32_t lowsBelow, int32_t highsAbove) {
-    const auto offer = [&](const EightPlanes &planes, Mask8 active) {
+    const auto offer = [&](const KDEightPlanes &planes, Mask8 active) {
         if constexpr (planar) {
-            const unsigned lanes = signBits((planes.x <= broadcast<8>(lastEnd_)) & active);
+            const Mask8 lanes = (planes.x <= broadcast<8>(lastEnd_)) & active;
             const Int8 k = countAt(events.planars, events.planarCount, planes.x);
             offerEight(lanes, planes.x, planes.below, planes.above + k, 1);
-            offerEight(lanes & signBits(broadcast<8>(0) - k), planes.x, planes.below + k, planes.above, 0);
+            offerEight(lanes & (k > broadcast<8>(0)), planes.x, planes.below + k, planes.above, 0);
         } else {
-            offerEight(signBits(active), planes.x, planes.below, planes.above, 1);
+            offerEight(active, planes.x, planes.below, planes.above, 1);
         }
     };
     const auto planesFrom = [&](const float *candidates, int32_t i, Mask8 active) {
-        return EightPlanes{load(candidates + i, active), broadcast<8>(lowsBelow), broadcast<8>(highsAbove)};
+        return KDEightPlanes{load(candidates + i, active), broadcast<8>(lowsBelow), broadcast<8>(highsAbove)};
     };
     const int32_t most = events.lowCount > events.highCount ? events.lowCount : events.highCount;
     for (int32_t i = 0; i < most; i += 8) {
         const Mask8 lowLanes = firstLanes<8>(events.lowCount - i), highLanes = firstLanes<8>(events.highCount - i);
-        EightPlanes lows = planesFrom(events.lows, i, lowLanes), highs = planesFrom(events.highs, i, highLanes);
+        KDEightPlanes lows = planesFrom(events.lows, i, lowLanes), highs = planesFrom(events.highs, i, highLanes);
         const int32_t both = events.lowCount < events.highCount ? events.lowCount : events.highCount;
         for (int32_t k = 0; k < both; ++k) {
             const Float8 low = broadcast<8>(events.lows[k]), high = broadcast<8>(events.highs[k]);

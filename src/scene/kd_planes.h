@@ -8,13 +8,8 @@
 
 namespace zypr {
 
-struct KDExtents {
-    float of[3];
-
-    explicit KDExtents(const ZyprBox &box) {
-        for (int axis = 0; axis < 3; ++axis) of[axis] = box.maximum[axis] - box.minimum[axis];
-    }
-};
+constexpr float kdEmptyShare = 0.1f;     // a gap above this share of the extent is cut off, whatever lies between the gaps
+constexpr double kdEmptyDiscount = 0.7f; // for cuts that leave one side empty, or flat
 
 // The cost of planes across one axis. With S the half perimeter and P the area of the box's cross section, the half surface
 // area of the part below x is S (P/S + x - m); costs are compared without the factor S, which comes in at the end.
@@ -23,14 +18,83 @@ struct KDAxisCost {
     double halfPerimeter; // S
     double w;             // P / S
 
-    KDAxisCost() = default;
-    KDAxisCost(const ZyprBox &box, int axis, const KDExtents &extents);
-
     double leftOf(float x) const { return w + static_cast<double>(x - m); }
     double rightOf(float x) const { return w + static_cast<double>(M - x); }
     double at(float x, int32_t leftCount, int32_t rightCount) const {
         return fused(static_cast<double>(leftCount), leftOf(x), static_cast<double>(rightCount) * rightOf(x));
     }
+};
+
+// The box of a node, with the three axes in lanes of their own; the fourth lane is zero.
+struct KDNodeBox {
+    Float4 m, M, extent;
+    Double4 halfPerimeter, w;
+    unsigned evaluated; // one bit for each axis that is worth a look: a box that is flat on two has no area to cut
+
+    explicit KDNodeBox(const ZyprBox &box) {
+        const Mask4 xyz = firstLanes<4>(3);
+        const Float4 smallestExtent = broadcast<4>(1e-5f);
+        m = load(box.minimum, xyz);
+        M = load(box.maximum, xyz);
+        extent = M - m;
+        const Float4 eb = {_mm_permute_ps(extent.v, _MM_SHUFFLE(3, 0, 2, 1))};
+        const Float4 ec = {_mm_permute_ps(extent.v, _MM_SHUFFLE(3, 1, 0, 2))};
+        evaluated = signBits((extent > smallestExtent) & ((eb > smallestExtent) | (ec > smallestExtent)));
+        halfPerimeter = widened(eb + ec);
+        const Double4 area = widened(eb * ec);
+        const __m256d tooSmall = _mm256_cmp_pd(area.v, _mm256_set1_pd(1e-9), _CMP_LT_OQ);
+        w = {_mm256_andnot_pd(tooSmall, (area / halfPerimeter).v)};
+    }
+    bool evaluates(int axis) const { return (evaluated >> axis & 1) != 0; }
+    KDAxisCost costOf(int axis) const { return {m.v[axis], M.v[axis], halfPerimeter.v[axis], w.v[axis]}; }
+};
+
+// Eight planes with the references that begin below them and those that end above them.
+struct KDEightPlanes {
+    Float8 x;
+    Int8 below, above;
+
+    void count(Float8 lowEvent, Float8 highEvent) {
+        below = below - bitsOf(lowEvent < x);
+        above = above - bitsOf(highEvent > x);
+    }
+};
+
+struct KDEightCosts {
+    Double4 first, second;
+
+    KDEightCosts(const KDAxisCost &cost, Float8 x, Int8 left, Int8 right) {
+        const Float8 toLeft = x - broadcast<8>(cost.m), toRight = broadcast<8>(cost.M) - x;
+        const Double4 w = broadcastDouble(cost.w);
+        const auto four = [w](Float4 l, Float4 r, Int4 leftCounts, Int4 rightCounts) {
+            return fused(widened(leftCounts), w + widened(l), widened(rightCounts) * (w + widened(r)));
+        };
+        first = four(low(toLeft), low(toRight), low(left), low(right));
+        second = four(high(toLeft), high(toRight), high(left), high(right));
+    }
+    // One bit for each that is.
+    unsigned atMost(double limit) const {
+        const __m256d v = _mm256_set1_pd(limit);
+        return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(first.v, v, _CMP_LE_OQ))) |
+               static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(second.v, v, _CMP_LE_OQ))) << 4;
+    }
+    double lowest() const {
+        const Double4 four = minimum(first, second);
+        const __m128d two = _mm_min_pd(_mm256_castpd256_pd128(four.v), _mm256_extractf128_pd(four.v, 1));
+        return _mm_cvtsd_f64(_mm_min_sd(two, _mm_unpackhi_pd(two, two)));
+    }
+    // The others, and what is no number, become DBL_MAX.
+    KDEightCosts among(Mask8 lanes) const {
+        const __m256d most = _mm256_set1_pd(DBL_MAX);
+        const auto kept = [most](Double4 four, Mask4 mask) {
+            const __m256d wide = _mm256_castsi256_pd(_mm256_cvtepi32_epi64(raw(mask)));
+            return Double4{_mm256_min_pd(_mm256_blendv_pd(most, four.v, wide), most)};
+        };
+        return {kept(first, low(lanes)), kept(second, high(lanes))};
+    }
+
+private:
+    KDEightCosts(Double4 firstFour, Double4 secondFour) : first(firstFour), second(secondFour) {}
 };
 
 // The best candidate so far on one axis; its cost is without the factor S.
@@ -58,6 +122,32 @@ struct KDEvents {
     const float *lows, *highs, *planars;
     int32_t lowCount, highCount, planarCount;
 };
+
+// What a split must save: more than one step of traversal costs.
+struct KDAcceptance {
+    static constexpr double smallestSaving = 1e-5f; // keeps degenerate boxes from splitting for free
+
+    double leafCost, margin, count;
+
+    KDAcceptance(const ZyprBox &box, int32_t refCount, float traversalCost)
+        : leafCost(kdLeafCost(box, refCount)), margin(maximum(static_cast<double>(traversalCost) * leafCost, smallestSaving)),
+          count(refCount) {}
+    bool accepts(double cost) const { return count * (leafCost - cost) > margin; }
+    // A cost above which nothing is accepted, a little generous against rounding.
+    double limit() const { return leafCost - margin / count + leafCost * 1e-12; }
+};
+
+// The lowest cost; the later axis among equal ones.
+inline int kdCheapestAxis(const double *costs) {
+    if (costs[1] <= costs[0]) return costs[2] > costs[1] ? 1 : 2;
+    return costs[2] <= costs[0] ? 2 : 0;
+}
+
+// The search of a node of up to eight references, one in each lane of a register (kd_few.cpp). False if it is of no avail,
+// because a reference lies in a plane, say; the node then needs the search by axes.
+constexpr int32_t kdMostInLanes = 8;
+bool kdFindBestSplitOfFew(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds,
+                          float traversalCost);
 
 // The search of one axis of one node.
 //
@@ -95,7 +185,7 @@ private:
     template <bool planar> void searchByCounting(const KDEvents &events, int32_t lowsBelow, int32_t highsAbove);
     template <bool planar>
     void searchBySweeping(const KDEvents &events, int32_t lowsBelow, int32_t highsAbove, float *const *scratch);
-    void offerEight(unsigned lanes, Float8 x, Int8 left, Int8 right, int32_t planarSide);
+    void offerEight(Mask8 active, Float8 x, Int8 left, Int8 right, int32_t planarSide);
     float signedZero() const;
     Int8 binsOf(Float8 coordinates) const;
 

@@ -1,55 +1,23 @@
 // The split search of a node: which axes are looked at, in which form, and whether the best plane pays.
 
-#include <cmath>
-
 #include "frame/team.h"
 #include "scene/kd_planes.h"
 
 namespace zypr {
 namespace {
 
-constexpr float smallestExtent = 1e-5f;
-constexpr double smallestSaving = 1e-5f; // keeps degenerate boxes from splitting for free
-
-// A box that is flat on two axes has no area worth cutting.
-bool isEvaluated(const KDExtents &extents, int axis) {
-    return extents.of[axis] > smallestExtent &&
-           (extents.of[(axis + 1) % 3] > smallestExtent || extents.of[(axis + 2) % 3] > smallestExtent);
-}
-
-// A split must save more than one step of traversal costs.
-struct Acceptance {
-    double leafCost, margin, count;
-
-    Acceptance(const ZyprBox &box, int32_t refCount, float traversalCost)
-        : leafCost(kdLeafCost(box, refCount)), margin(maximum(static_cast<double>(traversalCost) * leafCost, smallestSaving)),
-          count(refCount) {}
-    bool accepts(double cost) const { return count * (leafCost - cost) > margin; }
-    // A cost above which nothing is accepted, a little generous against rounding.
-    double limit() const { return leafCost - margin / count + leafCost * 1e-12; }
-};
-
-// The lowest cost; the later axis among equal ones.
-int cheapestAxis(const double *costs) {
-    if (costs[1] <= costs[0]) return costs[2] > costs[1] ? 1 : 2;
-    return costs[2] <= costs[0] ? 2 : 0;
-}
-
 struct NodeSearch {
     const KDBounds &bounds;
     int32_t count;
-    KDExtents extents;
-    Acceptance acceptance;
-    KDAxisCost costs[3];
+    KDNodeBox nodeBox;
+    KDAcceptance acceptance;
     KDAxisSearch axes[3];
 
     NodeSearch(int32_t refCount, const ZyprBox &box, const KDBounds &refBounds, float traversalCost)
-        : bounds(refBounds), count(refCount), extents(box), acceptance(box, refCount, traversalCost) {
-        for (int axis = 0; axis < 3; ++axis) costs[axis] = KDAxisCost(box, axis, extents);
-    }
+        : bounds(refBounds), count(refCount), nodeBox(box), acceptance(box, refCount, traversalCost) {}
 
     void prepare(int axis) {
-        if (isEvaluated(extents, axis)) axes[axis].prepare(costs[axis], bounds.low[axis], bounds.high[axis], count);
+        if (nodeBox.evaluates(axis)) axes[axis].prepare(nodeBox.costOf(axis), bounds.low[axis], bounds.high[axis], count);
     }
 
     // Finishes the axes, the most promising one first, since what it finds spares the others. An axis that can't be searched
@@ -58,7 +26,7 @@ struct NodeSearch {
         double axisCosts[3] = {acceptance.leafCost, acceptance.leafCost, acceptance.leafCost};
         int waiting[3], waitingCount = 0;
         for (int axis = 0; axis < 3; ++axis) {
-            if (isEvaluated(extents, axis) && axes[axis].searchable()) waiting[waitingCount++] = axis;
+            if (nodeBox.evaluates(axis) && axes[axis].searchable()) waiting[waitingCount++] = axis;
         }
         double limit = acceptance.limit();
         while (waitingCount > 0) {
@@ -72,7 +40,7 @@ struct NodeSearch {
             axisCosts[axis] = axes[axis].cost();
             limit = minimum(axisCosts[axis], limit);
         }
-        const int cheapest = cheapestAxis(axisCosts);
+        const int cheapest = kdCheapestAxis(axisCosts);
         result->axis = -1;
         if (!acceptance.accepts(axisCosts[cheapest])) return;
         axes[cheapest].result(result);
@@ -83,13 +51,14 @@ struct NodeSearch {
 } // namespace
 
 double kdLeafCost(const ZyprBox &box, int32_t count) {
-    const KDExtents extents(box);
-    const double ex = extents.of[0], ey = extents.of[1], ez = extents.of[2];
+    const auto extent = [&box](int axis) { return static_cast<double>(box.maximum[axis] - box.minimum[axis]); };
+    const double ex = extent(0), ey = extent(1), ez = extent(2);
     return fused(ex, ey + ez, ey * ez) * static_cast<double>(count);
 }
 
 void kdFindBestSplit(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds,
                      float traversalCost) {
+    if (count <= kdMostInLanes && kdFindBestSplitOfFew(result, count, box, bounds, traversalCost)) return;
     NodeSearch search(count, box, bounds, traversalCost);
     for (int axis = 0; axis < 3; ++axis) search.prepare(axis);
     search.finish(result);

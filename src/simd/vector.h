@@ -272,6 +272,7 @@ struct Double4 {
 };
 
 inline Double4 widened(Float4 a) { return {_mm256_cvtps_pd(a.v)}; }
+inline Double4 widened(Int4 a) { return {_mm256_cvtepi32_pd(raw(a))}; }
 inline Float4 narrowed(Double4 a) { return {_mm256_cvtpd_ps(a.v)}; }
 inline Double4 broadcastDouble(double a) { return {_mm256_set1_pd(a)}; }
 inline Double4 operator+(Double4 a, Double4 b) { return {a.v + b.v}; }
@@ -282,6 +283,7 @@ inline Double4 fused(Double4 a, Double4 b, Double4 c) { return {_mm256_fmadd_pd(
 inline Double4 fusedDifference(Double4 a, Double4 b, Double4 c) { return {_mm256_fmsub_pd(a.v, b.v, c.v)}; }
 inline Double4 fusedSubtract(Double4 a, Double4 b, Double4 c) { return {_mm256_fnmadd_pd(a.v, b.v, c.v)}; }
 inline Double4 squareRoot(Double4 a) { return {_mm256_sqrt_pd(a.v)}; }
+inline Double4 minimum(Double4 a, Double4 b) { return {_mm256_min_pd(a.v, b.v)}; }
 
 // ---- Bits of scalars and alignment --------------------------------------------------------------------------------------
 
