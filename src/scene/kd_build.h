@@ -155,7 +155,12 @@ void kdSortFloatsQuick(float *keys, int32_t count);
 
 // ---- Subdivision (kd_tree.cpp) and output (kd_emit.cpp) -----------------------------------------------------------------
 
-zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float splitBias, uint32_t maxDepth, ZyprBox box);
+// From how many references on a team of threads searches a node. Where other processes want the processors too, and the OpenMP
+// runtime's threads spin before they sleep, a team waits for its last thread as long as the search of a million references
+// takes; the work that it shares must be worth several such waits.
+constexpr int32_t kdFewestForTeam = 1 << 22;
+zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float splitBias, uint32_t maxDepth, ZyprBox box,
+                      int32_t fewestForTeam);
 zypStatus kdBuildSAH(const float *vertices, const int32_t *triangles, int32_t vertexCount, int32_t triangleCount,
                      ZyprKDTree **tree, int32_t *sizeBytes, float splitBias, uint32_t maxDepth, uint32_t memoryLimit,
                      const float *clipBox);

@@ -60,15 +60,21 @@ void kdFindBestSplit(ZyprKDSplitResult *result, int32_t count, const ZyprBox &bo
                      float traversalCost) {
     if (count <= kdMostInLanes && kdFindBestSplitOfFew(result, count, box, bounds, traversalCost)) return;
     NodeSearch search(count, box, bounds, traversalCost);
-    for (int axis = 0; axis < 3; ++axis) search.prepare(axis);
+    for (int axis = 0; axis < 3; ++axis) {
+        if (search.nodeBox.evaluates(axis)) search.prepare(axis);
+    }
     search.finish(result);
 }
 
 void localFindBestSplitSortSearch_MT(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds,
                                      float traversalCost) {
     NodeSearch search(count, box, bounds, traversalCost);
-    runTeam(3, [&](int thread, int teamSize) {
-        for (int axis = thread; axis < 3; axis += teamSize) search.prepare(axis);
+    int axes[3], axisCount = 0;
+    for (int axis = 0; axis < 3; ++axis) {
+        if (search.nodeBox.evaluates(axis)) axes[axisCount++] = axis;
+    }
+    runTeam(axisCount, [&](int thread, int teamSize) {
+        for (int i = thread; i < axisCount; i += teamSize) search.prepare(axes[i]);
     });
     search.finish(result);
 }

@@ -33,12 +33,6 @@ zypStatus makeLeaf(ZyprKDBuildNode *node, ZyprKDBuildState *state) {
     return zypStsNoErr;
 }
 
-// Whether several threads search a node. A team that has to be woken, or whose threads wait for a processor, costs more than a
-// search of fewer references takes.
-constexpr int32_t fewestForTeam = 1 << 17;
-
-bool searchedByTeam(int32_t count) { return count >= fewestForTeam; }
-
 // Everything above a mark is given back, which is how the memory of finished subtrees returns.
 void rewind(unsigned char *&cursor, unsigned char *mark, const unsigned char *base, const unsigned char *limit) {
     if (mark >= base && mark < limit) cursor = mark;
@@ -46,7 +40,8 @@ void rewind(unsigned char *&cursor, unsigned char *mark, const unsigned char *ba
 
 } // namespace
 
-zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float splitBias, uint32_t maxDepth, ZyprBox box) {
+zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float splitBias, uint32_t maxDepth, ZyprBox box,
+                      int32_t fewestForTeam) {
     const float traversalCost = traversalCostAt(splitBias);
     ZyprKDStackEntry stack[kdDeepestLevel];
     int32_t stacked = 0;
@@ -64,7 +59,7 @@ zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float spli
         ZyprKDSplitResult split{};
         split.axis = -1;
         if (static_cast<uint32_t>(depth) != maxDepth) {
-            const auto search = searchedByTeam(node->count) ? localFindBestSplitSortSearch_MT : kdFindBestSplit;
+            const auto search = node->count >= fewestForTeam ? localFindBestSplitSortSearch_MT : kdFindBestSplit;
             search(&split, node->count, box, bounds, traversalCost);
         }
         if (split.axis >= 0) {
@@ -144,7 +139,7 @@ zypStatus kdBuildSAH(const float *vertices, const int32_t *triangles, int32_t ve
         root->kind = kdLeaf;
         root->count = count;
         root->refs = count == 0 ? nullptr : refs;
-        return count == 0 ? zypStsNoErr : kdBuildTree(state, root, splitBias, maxDepth, box);
+        return count == 0 ? zypStsNoErr : kdBuildTree(state, root, splitBias, maxDepth, box, kdFewestForTeam);
     };
     const zypStatus status = build();
     return kdCloseBuild(state, status, root, tree, sizeBytes);
