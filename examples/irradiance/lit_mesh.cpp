@@ -7,6 +7,7 @@
 #include <numbers>
 #include <stdexcept>
 
+#include "support/progress.h"
 #include "zypr_support.h"
 
 namespace irradiance {
@@ -111,12 +112,13 @@ void trace(const Scene &scene, const Camera &camera, const Vector &planeBase, in
 } // namespace
 
 std::vector<float> litMesh(examples::Mesh mesh, const View &view, const Panorama &background, const Harmonics &irradiance,
-                           const std::function<void(float)> &progress) {
+                           bool quiet) {
     const Scene scene(std::move(mesh));
     const Camera camera(view);
     Tile tile;
     std::vector<float> image(static_cast<size_t>(view.width) * static_cast<size_t>(view.height) * 3);
     const int32_t tilesX = (view.width + edge - 1) / edge, tilesY = (view.height + edge - 1) / edge;
+    examples::Progress progress("lighting", tilesX * tilesY, quiet);
     const auto roundedUpToFours = [](int32_t a) { return (a + 3) / 4 * 4; };
     for (int32_t t = 0; t < tilesX * tilesY; ++t) {
         const int32_t tileX = t % tilesX, tileY = t / tilesX;
@@ -147,7 +149,7 @@ std::vector<float> litMesh(examples::Mesh mesh, const View &view, const Panorama
                 }
             }
         }
-        progress(static_cast<float>(t + 1) / static_cast<float>(tilesX * tilesY));
+        progress.add();
     }
     return image;
 }

@@ -1,7 +1,6 @@
 // A picture of a mesh in an environment: every point shows its irradiance, as a white matt surface does.
 #pragma once
 
-#include <functional>
 #include <vector>
 
 #include "environment.h"
@@ -16,8 +15,8 @@ struct View {
     float albedo = 0.8f;
 };
 
-// Linear red, green and blue, row by row. `progress` is told the part that is done, from 0 to 1. Throws std::runtime_error.
+// Linear red, green and blue, row by row. Throws std::runtime_error.
 std::vector<float> litMesh(examples::Mesh mesh, const View &view, const Panorama &background, const Harmonics &irradiance,
-                           const std::function<void(float)> &progress);
+                           bool quiet);
 
 } // namespace irradiance

@@ -1,22 +1,16 @@
 // zypr-irradiance MESH -o lit.png --strip orders.png: lights a mesh by an environment through spherical harmonics.
-#include <CLI/CLI.hpp>
-#include <unistd.h>
-
-#include <cmath>
+#include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <numbers>
 
 #include "lit_mesh.h"
 #include "support/picture.h"
-#include "zypr_support.h"
+#include "support/program.h"
 
 namespace {
 
 using namespace irradiance;
-
-// A failure that the user can do something about; bad usage is told apart by its own status.
-constexpr int failure = 1, badUsage = 2;
+using examples::between;
 
 struct Settings {
     std::string meshPath, picturePath, stripPath, panoramaPath;
@@ -33,21 +27,20 @@ void addOptions(CLI::App &app, Settings &s) {
                    "PNG file for the environment rebuilt at rising orders, and under each the irradiance that it makes");
     app.add_option("--panorama", s.panoramaPath,
                    "PNG file with the environment over longitude and latitude; an afternoon in the open without it");
-    app.add_option("--order", s.order, "Highest band of the light")->check(CLI::Range(2, 8))->capture_default_str();
-    app.add_option("--exposure", s.exposure, "Factor of all brightness")->check(CLI::Range(1e-4f, 1e4f))->capture_default_str();
-    app.add_flag("-q,--quiet", s.quiet, "No progress");
+    app.add_option("--order", s.order, "Highest band of the light")->check(between(2, 8))->capture_default_str();
+    app.add_option("--exposure", s.exposure, "Factor of all brightness")->check(between(1e-4f, 1e4f))->capture_default_str();
+    examples::addQuietOption(app, s.quiet);
 
     const auto camera = [&](auto *option) { option->group("Camera")->capture_default_str(); };
-    camera(app.add_option("-W,--width", s.view.width, "Width in pixels")->check(CLI::Range(1, 16384)));
-    camera(app.add_option("-H,--height", s.view.height, "Height in pixels")->check(CLI::Range(1, 16384)));
-    camera(app.add_option("-s,--samples", s.view.samples, "Rays through each pixel")->check(CLI::Range(1, 1024)));
-    camera(app.add_option("--azimuth", s.view.azimuth, "Orbit of the camera round the mesh, in degrees"));
-    camera(
-        app.add_option("--elevation", s.view.elevation, "Height of the orbit, in degrees")->check(CLI::Range(-89.0f, 89.0f)));
-    camera(app.add_option("--distance", s.view.distance, "Distance in radii of the mesh")->check(CLI::Range(0.01f, 1000.0f)));
-    camera(app.add_option("--fov", s.view.fieldOfView, "Vertical field of view, in degrees")->check(CLI::Range(1.0f, 150.0f)));
-    camera(
-        app.add_option("--albedo", s.view.albedo, "Part of the light that the mesh reflects")->check(CLI::Range(0.0f, 1.0f)));
+    camera(app.add_option("-W,--width", s.view.width, "Width in pixels")->check(between(1, 16384)));
+    camera(app.add_option("-H,--height", s.view.height, "Height in pixels")->check(between(1, 16384)));
+    camera(app.add_option("-s,--samples", s.view.samples, "Rays through each pixel")->check(between(1, 1024)));
+    camera(app.add_option("--azimuth", s.view.azimuth, "Orbit of the camera round the mesh, in degrees")
+               ->check(examples::angle()));
+    camera(app.add_option("--elevation", s.view.elevation, "Height of the orbit, in degrees")->check(between(-89.0f, 89.0f)));
+    camera(app.add_option("--distance", s.view.distance, "Distance in radii of the mesh")->check(between(0.01f, 1000.0f)));
+    camera(app.add_option("--fov", s.view.fieldOfView, "Vertical field of view, in degrees")->check(between(1.0f, 150.0f)));
+    camera(app.add_option("--albedo", s.view.albedo, "Part of the light that the mesh reflects")->check(between(0.0f, 1.0f)));
 }
 
 // Copies a panorama into the picture with its upper left corner at (left, top).
@@ -88,26 +81,7 @@ examples::Picture strip(const Panorama &environment, const Harmonics &light, flo
     return picture;
 }
 
-// Prints how far the picture is: over one line of a terminal, or a line per quarter elsewhere.
-class Progress {
-public:
-    explicit Progress(bool quiet) : quiet_(quiet) {}
-    void operator()(float done) {
-        const int percent = static_cast<int>(done * 100);
-        if (quiet_ || percent == shown_) return;
-        if (terminal_)
-            std::fprintf(stderr, "\rlighting %3d %%%s", percent, percent == 100 ? "\n" : "");
-        else if (percent / 25 > shown_ / 25)
-            std::fprintf(stderr, "lighting %d %%\n", percent);
-        shown_ = percent;
-    }
-
-private:
-    const bool quiet_, terminal_ = isatty(STDERR_FILENO) != 0;
-    int shown_ = 0;
-};
-
-int run(const Settings &s) {
+void run(const Settings &s) {
     examples::checkWritable(s.picturePath);
     if (!s.stripPath.empty()) examples::checkWritable(s.stripPath);
     examples::Mesh mesh = examples::importMesh(s.meshPath);
@@ -115,8 +89,7 @@ int run(const Settings &s) {
     const Harmonics light(environment, highestOrder);
 
     const int32_t triangles = mesh.triangleCount();
-    const std::vector<float> image =
-        litMesh(std::move(mesh), s.view, environment, light.upTo(s.order).irradiance(), Progress(s.quiet));
+    const std::vector<float> image = litMesh(std::move(mesh), s.view, environment, light.upTo(s.order).irradiance(), s.quiet);
     examples::Picture picture(s.view.width, s.view.height);
     std::transform(image.begin(), image.end(), picture.samples.begin(),
                    [&](float sample) { return examples::srgbSample(s.exposure * sample); });
@@ -124,28 +97,13 @@ int run(const Settings &s) {
     if (!s.stripPath.empty()) examples::writePng(strip(environment, light, s.exposure), s.stripPath);
     std::printf("%d triangles lit by %u bands of a %d x %d environment\n", triangles, s.order + 1, environment.width,
                 environment.height);
-    return 0;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    if (!zyprProcessorIsSupported()) {
-        std::fprintf(stderr, "zypr-irradiance: this processor has no AVX2 and FMA\n");
-        return failure;
-    }
     Settings settings;
     CLI::App app("Lights a triangle mesh by an environment, through its spherical harmonics.", "zypr-irradiance");
     addOptions(app, settings);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : badUsage;
-    }
-    try {
-        return run(settings);
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "zypr-irradiance: %s\n", error.what());
-        return failure;
-    }
+    return examples::runProgram(app, argc, argv, [&] { run(settings); });
 }

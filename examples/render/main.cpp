@@ -1,55 +1,44 @@
 // zypr-render MESH -o picture.png: traces a picture of a mesh.
-#include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
-#include <thread>
 
 #include "render.h"
-#include "zypcore.h"
-#include "zypr_support.h"
+#include "support/program.h"
 
 namespace {
 
 using namespace render;
-
-// A failure that the user can do something about; bad usage is told apart by its own status.
-constexpr int failure = 1, badUsage = 2;
+using examples::between;
 
 void addOptions(CLI::App &app, Settings &s) {
     app.add_option("MESH", s.meshPath, "Mesh to draw: OBJ, PLY, STL, OFF, glTF and others")->required();
     app.add_option("-o,--output", s.picturePath, "PNG file to write")->required();
 
-    app.add_option("-W,--width", s.width, "Width in pixels")
-        ->check(CLI::Range(1, 16384))
-        ->group("Picture")
-        ->capture_default_str();
+    app.add_option("-W,--width", s.width, "Width in pixels")->check(between(1, 16384))->group("Picture")->capture_default_str();
     app.add_option("-H,--height", s.height, "Height in pixels")
-        ->check(CLI::Range(1, 16384))
+        ->check(between(1, 16384))
         ->group("Picture")
         ->capture_default_str();
     app.add_option("-s,--samples", s.samples, "Rays through each pixel; more make edges and soft shadows smoother")
-        ->check(CLI::Range(1, 4096))
+        ->check(between(1, 4096))
         ->group("Picture")
         ->capture_default_str();
-    app.add_option("-t,--threads", s.threads, "Threads; 0 for one per processor")
-        ->check(CLI::Range(0, 1024))
-        ->group("Picture")
-        ->capture_default_str();
-    app.add_flag("-q,--quiet", s.quiet, "No progress")->group("Picture");
+    examples::addThreadsOption(app, s.threads)->group("Picture");
+    examples::addQuietOption(app, s.quiet)->group("Picture");
 
     app.add_option("--azimuth", s.azimuth, "Orbit of the camera round the mesh, in degrees")
+        ->check(examples::angle())
         ->group("Camera")
         ->capture_default_str();
     app.add_option("--elevation", s.elevation, "Height of the orbit, in degrees")
-        ->check(CLI::Range(-89.0f, 89.0f))
+        ->check(between(-89.0f, 89.0f))
         ->group("Camera")
         ->capture_default_str();
     app.add_option("--distance", s.distance, "Distance in radii of the mesh")
-        ->check(CLI::Range(0.01f, 1000.0f))
+        ->check(between(0.01f, 1000.0f))
         ->group("Camera")
         ->capture_default_str();
     app.add_option("--fov", s.fieldOfView, "Vertical field of view, in degrees")
-        ->check(CLI::Range(1.0f, 150.0f))
+        ->check(between(1.0f, 150.0f))
         ->group("Camera")
         ->capture_default_str();
     app.add_flag("--z-up", s.zUp, "The mesh's z axis points up, not its y axis")->group("Camera");
@@ -73,11 +62,11 @@ void addOptions(CLI::App &app, Settings &s) {
         ->type_name("AZIMUTH,ELEVATION,BRIGHTNESS")
         ->group("Light");
     app.add_option("--light-size", s.lightSize, "Radius of the lights as a part of their distance; 0 makes shadows sharp")
-        ->check(CLI::Range(0.0f, 1.0f))
+        ->check(between(0.0f, 1.0f))
         ->group("Light")
         ->capture_default_str();
     app.add_option("--sky", s.skyLights, "Lights from the sky in each sample; 0 for none")
-        ->check(CLI::Range(0, 64))
+        ->check(between(0, 64))
         ->group("Light")
         ->capture_default_str();
     app.add_flag("!--no-shadows", s.shadows, "Lights shine through surfaces")->group("Light");
@@ -93,20 +82,20 @@ void addOptions(CLI::App &app, Settings &s) {
         ->option_text("lit|normals")
         ->group("Surface");
     app.add_option("--color", s.color, "Linear red, green and blue of the mesh, 0 to 1")
-        ->check(CLI::Range(0.0f, 1.0f))
+        ->check(between(0.0f, 1.0f))
         ->delimiter(',')
         ->group("Surface");
     app.add_option("--mirror", s.mirror, "Part of the light that the mesh reflects head-on; 1 is a mirror")
-        ->check(CLI::Range(0.0f, 1.0f))
+        ->check(between(0.0f, 1.0f))
         ->group("Surface")
         ->capture_default_str();
     app.add_option("--bounces", s.bounces, "Mirror images of mirror images, 0 for no mirrors")
-        ->check(CLI::Range(0, 64))
+        ->check(between(0, 64))
         ->group("Surface")
         ->capture_default_str();
     app.add_flag("!--no-ground", s.ground, "No ground under the mesh")->group("Surface");
     app.add_option("--ground-mirror", s.groundMirror, "The same part for the ground")
-        ->check(CLI::Range(0.0f, 1.0f))
+        ->check(between(0.0f, 1.0f))
         ->group("Surface")
         ->capture_default_str();
 }
@@ -122,42 +111,25 @@ void printFacts(const Scene &scene, const RenderResult &result, int32_t threads)
     kind("eye", result.counts.eye);
     kind("shadow", result.counts.shadow);
     kind("mirror", result.counts.mirror);
-    std::printf("; %.2f s on %d thread%s\n", result.seconds, threads, threads == 1 ? "" : "s");
+    std::printf("; %.2f s on %s\n", result.seconds, examples::threadsText(threads).c_str());
 }
 
-int run(Settings &settings) {
+void run(Settings &settings) {
     if (settings.shading == Shading::normals) settings.ground = false;
     examples::checkWritable(settings.picturePath);
-    int32_t threads = settings.threads;
-    if (threads == 0) threads = zypGetNumThreads();
-    zypSetNumThreads(threads);
+    const int32_t threads = examples::useThreads(settings.threads);
 
     const Scene scene(examples::importMesh(settings.meshPath), settings);
     const RenderResult result = traceImage(scene, settings, threads);
     examples::writePng(developed(result.image, settings.shading), settings.picturePath);
     printFacts(scene, result, threads);
-    return 0;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    if (!zyprProcessorIsSupported()) {
-        std::fprintf(stderr, "zypr-render: this processor has no AVX2 and FMA\n");
-        return failure;
-    }
     Settings settings;
     CLI::App app("Traces a picture of a triangle mesh: soft shadows, mirrors, smooth normals.", "zypr-render");
     addOptions(app, settings);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : badUsage;
-    }
-    try {
-        return run(settings);
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "zypr-render: %s\n", error.what());
-        return failure;
-    }
+    return examples::runProgram(app, argc, argv, [&] { run(settings); });
 }

@@ -1,40 +1,15 @@
 #include "render.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <mutex>
 #include <system_error>
 #include <thread>
 
+#include "support/progress.h"
+
 namespace render {
 namespace {
-
-// Prints how far the picture is: over one line of a terminal, or a line per quarter elsewhere.
-class Progress {
-public:
-    Progress(int32_t total, bool quiet) : total_(total), quiet_(quiet) {}
-
-    void oneMore() {
-        const std::lock_guard lock(mutex_);
-        const int32_t percent = ++done_ * 100 / total_;
-        if (quiet_ || percent == shown_) return;
-        if (terminal_)
-            std::fprintf(stderr, "\rtracing %3d %%%s", percent, percent == 100 ? "\n" : "");
-        else if (percent / 25 > shown_ / 25)
-            std::fprintf(stderr, "tracing %d %%\n", percent);
-        shown_ = percent;
-    }
-
-private:
-    std::mutex mutex_;
-    const int32_t total_;
-    const bool quiet_, terminal_ = isatty(STDERR_FILENO) != 0;
-    int32_t done_ = 0, shown_ = 0;
-};
 
 // A filmic curve (Narkowicz, 2015): a soft shoulder for highlights, and a toe that keeps shadows deep.
 float toneMapped(float x) { return x * (2.51f * x + 0.03f) / (x * (2.43f * x + 0.59f) + 0.14f); }
@@ -48,7 +23,7 @@ RenderResult traceImage(const Scene &scene, const Settings &settings, int32_t th
     const int32_t tilesY = (settings.height + TileTracer::edge - 1) / TileTracer::edge;
     const int32_t tiles = tilesX * tilesY;
 
-    Progress progress(tiles, settings.quiet);
+    examples::Progress progress("tracing", tiles, settings.quiet);
     std::atomic<int32_t> nextTile{0};
     std::vector<TileTracer> tracers;
     tracers.reserve(static_cast<size_t>(std::min(threads, tiles)));
@@ -56,7 +31,7 @@ RenderResult traceImage(const Scene &scene, const Settings &settings, int32_t th
     const auto work = [&](TileTracer &tracer) {
         for (int32_t tile; (tile = nextTile++) < tiles;) {
             tracer.trace(tile % tilesX, tile / tilesX, result.image);
-            progress.oneMore();
+            progress.add();
         }
     };
     std::vector<std::thread> helpers;

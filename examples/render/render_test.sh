@@ -1,37 +1,8 @@
 #!/usr/bin/env bash
 # Tests zypr-render as its user meets it: render_test.sh PROGRAM
-set -u
-program=$1
-dir=$(mktemp -d)
-trap 'rm -rf "$dir"' EXIT
-cd "$dir" || exit 1
-failures=0
+source "$(dirname "$0")/../support/program_test.sh"
 
-fail() { echo "FAILED: $*"; failures=$((failures + 1)); }
-
-# expect STATUS TEXT ARGUMENTS...: the program's status, and a text that its output or messages hold.
-expect() {
-  local status=$1 text=$2
-  shift 2
-  "$program" "$@" >out 2>&1
-  local actual=$?
-  [ $actual -eq "$status" ] || fail "status $actual, not $status, from: $*: $(cat out)"
-  grep -qF -- "$text" out || fail "no '$text' from: $*: $(cat out)"
-}
-# pngSize FILE: the width and height in its header.
-pngSize() { od -An -j16 -N8 -tu1 "$1" | awk '{ print $3 * 256 + $4 "x" $7 * 256 + $8 }'; }
-nothingLeft() { ls "$1"* >/dev/null 2>&1 && fail "files are left: $(ls "$1"*)"; }
-
-cat >tetra.obj <<'MESH'
-v 0 0 0
-v 1 0 0
-v 0 0 1
-v 0.2 1 0.2
-f 1 2 3
-f 1 4 2
-f 2 4 3
-f 3 4 1
-MESH
+makeTetrahedron
 cat >tetra.ply <<'MESH'
 ply
 format ascii 1.0
@@ -61,7 +32,7 @@ expect 2 "--output" tetra.obj
 expect 2 "--width" tetra.obj -o out.png --width 0
 expect 2 "--light" tetra.obj -o out.png --light 1,2
 expect 2 "--normals" tetra.obj -o out.png --normals bumpy
-nothingLeft out.png
+nothingThere out.png
 
 # Meshes that cannot be drawn.
 printf 'v 0 0 0\nv 1 0 0\n' >points.obj
@@ -77,7 +48,7 @@ expect 1 "missing.obj: No such file" missing.obj -o bad.png
 for mesh in empty.obj points.obj dot.obj beyond.obj nan.obj noise.stl cut.ply mesh.unknown directory.obj; do
   expect 1 "zypr-render: " "$mesh" -o bad.png
 done
-nothingLeft bad.png
+nothingThere bad.png
 
 # Pictures that cannot be written; one that is there stays as it is when anything fails.
 expect 1 "cannot write the picture" tetra.obj -o missing/picture.png
@@ -86,15 +57,15 @@ expect 1 "cannot write the picture" tetra.obj -o directory.png
 echo precious >kept.png
 expect 1 "points.obj" points.obj -o kept.png
 [ "$(cat kept.png)" = precious ] || fail "a failed run changed the picture"
-[ "$(ls -d kept.png*)" = kept.png ] || fail "a failed run left files"
+onlyThere kept.png
 
 # Pictures.
 expect 0 "4 triangles" tetra.obj -o obj.png "${small[@]}"
 expect 0 "Mrays/s" tetra.ply -o ply.png --z-up "${small[@]}"
-[ "$(pngSize obj.png)" = 70x50 ] || fail "the picture is $(pngSize obj.png)"
-[ "$(ls -d obj.png*)" = obj.png ] || fail "files are left beside the picture"
+equal "size of obj.png" "$(pngSize obj.png)" 70x50
+onlyThere obj.png
 expect 0 "triangles" tetra.obj -o one.png -W 1 -H 1 -s 1
-[ "$(pngSize one.png)" = 1x1 ] || fail "the smallest picture is $(pngSize one.png)"
+equal "size of one.png" "$(pngSize one.png)" 1x1
 expect 0 "triangles" tetra.obj -o kept.png "${small[@]}"
 cmp -s kept.png obj.png || fail "a second run gives another picture"
 grep -q "tracing 100" out || fail "no progress"
@@ -115,5 +86,4 @@ for choice in "${choices[@]}"; do
   cmp -s choice.png obj.png && fail "$choice makes no difference"
 done
 
-[ $failures -eq 0 ] && echo "all passed"
-exit $((failures > 0))
+finish

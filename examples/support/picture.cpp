@@ -1,8 +1,6 @@
 #include "support/picture.h"
 
 #include <png.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,51 +12,10 @@
 #include <memory>
 #include <stdexcept>
 
+#include "support/new_file.h"
+
 namespace examples {
 namespace {
-
-[[noreturn]] void fail(const std::string &path, const std::string &reason) {
-    throw std::runtime_error(path + ": cannot write the picture: " + reason);
-}
-
-// A new file beside `path`, which disappears with this object unless it has taken the place of `path`.
-class NewFile {
-public:
-    explicit NewFile(const std::string &path) : path_(path), name_(path + ".XXXXXX") {
-        struct stat status {};
-        if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) fail(path, std::strerror(EISDIR));
-        const int descriptor = mkstemp(name_.data());
-        if (descriptor < 0) fail(path, std::strerror(errno));
-        const mode_t mask = umask(0);
-        umask(mask);
-        fchmod(descriptor, 0666 & ~mask);
-        file_ = fdopen(descriptor, "wb");
-        if (file_ == nullptr) {
-            close(descriptor);
-            unlink(name_.c_str());
-            fail(path, std::strerror(errno));
-        }
-    }
-    ~NewFile() {
-        if (file_ != nullptr) std::fclose(file_);
-        if (!placed_) unlink(name_.c_str());
-    }
-    NewFile(const NewFile &) = delete;
-
-    std::FILE *file() { return file_; }
-    void takePlace() {
-        const bool written = std::fflush(file_) == 0 && fsync(fileno(file_)) == 0;
-        const bool closed = std::fclose(file_) == 0;
-        file_ = nullptr;
-        if (!written || !closed || std::rename(name_.c_str(), path_.c_str()) != 0) fail(path_, std::strerror(errno));
-        placed_ = true;
-    }
-
-private:
-    std::string path_, name_;
-    std::FILE *file_ = nullptr;
-    bool placed_ = false;
-};
 
 // libpng reports errors by a jump; no object with a destructor lives here.
 bool encode(std::FILE *file, const Picture &picture) {
@@ -84,11 +41,15 @@ bool encode(std::FILE *file, const Picture &picture) {
 
 } // namespace
 
-void checkWritable(const std::string &path) { NewFile file(path); }
+void checkWritable(const std::string &path) { NewFile file(path, "picture"); }
 
 void writePng(const Picture &picture, const std::string &path) {
-    NewFile file(path);
-    if (!encode(file.file(), picture)) fail(path, errno != 0 ? std::strerror(errno) : "the encoder failed");
+    NewFile file(path, "picture");
+    std::FILE *const stream = fdopen(file.descriptor(), "wb");
+    if (stream == nullptr) file.fail();
+    errno = 0;
+    const bool encoded = encode(stream, picture);
+    if (std::fclose(stream) != 0 || !encoded) file.fail();
     file.takePlace();
 }
 
