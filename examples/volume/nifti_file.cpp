@@ -1,16 +1,17 @@
-// Volumes in NIfTI files. The NIfTI library reads, and converts headers; files
-// are written through zlib, whose every failure is seen.
-#include <sys/stat.h>
+// Volumes in NIfTI files. The NIfTI library reads and converts headers; voxels are read and written through zlib.
 #include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
+#include "support/new_file.h"
 #include "volume/volume.h"
 
 namespace volume {
@@ -18,8 +19,7 @@ namespace {
 
 [[noreturn]] void fail(const std::string &path, const std::string &reason) { throw std::runtime_error(path + ": " + reason); }
 
-// Calls action(a value of the voxel type) for the types that this program
-// knows; whether it is one of them.
+// Calls action(a value of the voxel type) for the types that this program knows; whether it is one of them.
 template <class Action> bool withVoxelType(int datatype, const Action &action) {
     switch (datatype) {
     case DT_UINT8: action(uint8_t{}); return true;
@@ -50,77 +50,95 @@ bool endsWith(const std::string &text, const char *end) {
     return text.size() > length && text.compare(text.size() - length, length, end) == 0;
 }
 
-// A new file in the directory of `path`, which disappears with this object
-// unless it has taken the place of `path`.
-class NewFile {
+// Writes through zlib, with or without compression, whose every failure is seen.
+class Writer {
 public:
-    explicit NewFile(const std::string &path) : path_(path), name_(path + ".XXXXXX") {
-        struct stat status {};
-        if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) fail(path, "cannot write the volume: is a directory");
-        const int descriptor = mkstemp(name_.data());
-        if (descriptor < 0) fail(path, std::string("cannot write the volume: ") + std::strerror(errno));
-        const mode_t mask = umask(0);
-        umask(mask);
-        fchmod(descriptor, 0666 & ~mask);
-        file_ = gzdopen(descriptor, endsWith(path, ".gz") ? "wb6" : "wbT");
-        if (file_ == nullptr) {
-            close(descriptor);
-            unlink(name_.c_str());
-            fail(path, "cannot write the volume: out of memory");
-        }
+    explicit Writer(const std::string &path)
+        : file_(path, "volume"), stream_(gzdopen(file_.descriptor(), endsWith(path, ".gz") ? "wb6" : "wbT")) {
+        if (stream_ == nullptr) throw std::bad_alloc();
     }
-    ~NewFile() {
-        if (file_ != nullptr) gzclose(file_);
-        if (!placed_) unlink(name_.c_str());
+    ~Writer() {
+        if (stream_ != nullptr) gzclose(stream_);
     }
-    NewFile(const NewFile &) = delete;
+    Writer(const Writer &) = delete;
 
     void write(const void *data, size_t bytes) {
-        if (bytes > 0 && gzfwrite(data, bytes, 1, file_) != 1) failed();
+        errno = 0;
+        if (bytes > 0 && gzfwrite(data, bytes, 1, stream_) != 1) file_.fail();
     }
-    void takePlace() {
-        const int closed = gzclose(file_);
-        file_ = nullptr;
-        if (closed != Z_OK || std::rename(name_.c_str(), path_.c_str()) != 0) failed();
-        placed_ = true;
+    void finish() {
+        errno = 0;
+        if (gzclose(std::exchange(stream_, nullptr)) != Z_OK) file_.fail();
+        file_.takePlace();
     }
 
 private:
-    [[noreturn]] void failed() {
-        fail(path_, std::string("cannot write the volume: ") + (errno != 0 ? std::strerror(errno) : "the disk may be full"));
-    }
-
-    std::string path_, name_;
-    gzFile file_ = nullptr;
-    bool placed_ = false;
+    examples::NewFile file_;
+    gzFile stream_;
 };
 
-void checkDimensions(const std::string &path, const nifti_image &header) {
-    for (const int extent : {header.nt, header.nu, header.nv, header.nw})
-        if (extent > 1) fail(path, "has more than three dimensions; this program takes single volumes");
-    if (header.nx < 1 || header.ny < 1 || header.nz < 1) fail(path, "has no voxels");
+void checkVoxelType(const std::string &path, const nifti_image &header) {
     if (!withVoxelType(header.datatype, [](auto) {}))
         fail(path,
              std::string("has voxels of type ") + nifti_datatype_string(header.datatype) + ", which this program doesn't know");
 }
 
-// The voxels in this machine's byte order. The NIfTI library would fill up with zeros what a file lacks.
-template <class Voxel> std::vector<Voxel> readVoxels(const std::string &path, const nifti_image &header) {
-    std::vector<Voxel> voxels(header.nvox);
-    const gzFile file = gzopen(header.iname, "rb");
-    bool complete = file != nullptr && gzseek(file, static_cast<z_off_t>(header.iname_offset), SEEK_SET) >= 0 &&
-                    gzfread(voxels.data(), sizeof(Voxel), voxels.size(), file) == voxels.size();
-    if (file != nullptr) {
-        gzgetc(file); // so that the end is seen, and the checksum with it
-        complete &= gzclose(file) == Z_OK;
+// Reads voxels in this machine's byte order. The NIfTI library would fill up with zeros what a file lacks.
+class Reader {
+public:
+    Reader(const std::string &path, const nifti_image &header)
+        : path_(path), datatype_(header.datatype), swapped_(header.byteorder != nifti_short_order()),
+          stream_(gzopen(header.iname, "rb")) {
+        checkVoxelType(path, header);
+        if (!stream_ || gzseek(stream_.get(), static_cast<z_off_t>(header.iname_offset), SEEK_SET) < 0) damaged();
     }
-    if (!complete) fail(path, "ends early or is damaged");
-    if (sizeof(Voxel) > 1 && header.byteorder != nifti_short_order())
-        nifti_swap_Nbytes(voxels.size(), sizeof(Voxel), voxels.data());
-    return voxels;
-}
 
-float finite(float value) { return std::isfinite(value) ? value : 0.0f; }
+    // The next values, and 0 for those that are no finite numbers. They are read bit by bit, so that memory is used for what a
+    // file holds and not for what its header promises.
+    std::vector<float> next(size_t count) {
+        std::vector<float> values;
+        values.reserve(count);
+        withVoxelType(datatype_, [&](auto type) {
+            using Voxel = decltype(type);
+            std::vector<Voxel> some(std::min<size_t>(count, 1 << 16));
+            while (values.size() < count) {
+                some.resize(std::min(some.size(), count - values.size()));
+                if (gzfread(some.data(), sizeof(Voxel), some.size(), stream_.get()) != some.size()) damaged();
+                if (sizeof(Voxel) > 1 && swapped_) nifti_swap_Nbytes(some.size(), sizeof(Voxel), some.data());
+                for (const Voxel voxel : some) {
+                    const auto value = static_cast<float>(voxel);
+                    values.push_back(std::isfinite(value) ? value : 0.0f);
+                }
+            }
+        });
+        return values;
+    }
+
+    // Looks at the file's end, and its checksum with it.
+    void finish() {
+        gzgetc(stream_.get());
+        if (gzclose(stream_.release()) != Z_OK) damaged();
+    }
+
+private:
+    struct Close {
+        void operator()(gzFile stream) const { gzclose(stream); }
+    };
+    [[noreturn]] void damaged() { fail(path_, "ends early or is damaged"); }
+
+    std::string path_;
+    int datatype_;
+    bool swapped_;
+    std::unique_ptr<gzFile_s, Close> stream_;
+};
+
+void setExtent(nifti_image &header, const Extent &extent) {
+    header.nx = header.dim[1] = extent.width;
+    header.ny = header.dim[2] = extent.height;
+    header.nz = header.dim[3] = extent.depth;
+    if (extent.depth > 1 && header.ndim < 3) header.ndim = header.dim[0] = 3;
+    header.nvox = extent.voxels();
+}
 
 } // namespace
 
@@ -130,26 +148,47 @@ Header copyOf(const nifti_image &header) {
     return copy;
 }
 
-Volume readNifti(const std::string &path) {
+Header readHeader(const std::string &path) {
     if (access(path.c_str(), R_OK) != 0) fail(path, std::strerror(errno));
     nifti_set_debug_level(0);
     Header header(nifti_image_read(path.c_str(), 0));
     if (!header) fail(path, "is not a NIfTI file");
-    checkDimensions(path, *header);
+    if (header->nx < 1 || header->ny < 1 || header->nz < 1) fail(path, "has no voxels");
+    return header;
+}
 
-    Volume volume{nullptr, {header->nx, header->ny, header->nz}, {}};
-    volume.voxels.resize(volume.extent.voxels());
-    withVoxelType(header->datatype, [&](auto type) {
-        const auto data = readVoxels<decltype(type)>(path, *header);
-        for (size_t i = 0; i < data.size(); ++i) volume.voxels[i] = finite(static_cast<float>(data[i]));
-    });
+Volume readNifti(const std::string &path) {
+    Header header = readHeader(path);
+    for (const int extent : {header->nt, header->nu, header->nv, header->nw})
+        if (extent > 1) fail(path, "has more than three dimensions; this program takes single volumes");
+    Reader reader(path, *header);
+    Volume volume{nullptr, extentOf(*header), {}};
+    volume.voxels = reader.next(volume.extent.voxels());
+    reader.finish();
     volume.header = std::move(header);
     return volume;
 }
 
+VectorField readVectorField(const std::string &path) {
+    Header header = readHeader(path);
+    const bool holdsVectors = header->intent_code == NIFTI_INTENT_VECTOR || header->intent_code == NIFTI_INTENT_DISPVECT;
+    if (!holdsVectors || header->nt > 1 || header->nu != 3 || header->nv > 1 || header->nw > 1)
+        fail(path, "is no field of vectors: that has five dimensions, 1 and 3 the last two, and the intent VECTOR or DISPVECT");
+    Reader reader(path, *header);
+    VectorField field{nullptr, extentOf(*header), {}};
+    for (std::vector<float> &component : field.components) {
+        component = reader.next(field.extent.voxels());
+        if (header->scl_slope != 0.0f)
+            for (float &value : component) value = header->scl_slope * value + header->scl_inter;
+    }
+    reader.finish();
+    field.header = std::move(header);
+    return field;
+}
+
 void checkVolumePath(const std::string &path) {
     if (!endsWith(path, ".nii") && !endsWith(path, ".nii.gz")) fail(path, "the name of a volume ends in .nii or .nii.gz");
-    NewFile file(path);
+    examples::NewFile file(path, "volume");
 }
 
 void writeNifti(const Volume &volume, const std::string &path) {
@@ -159,8 +198,7 @@ void writeNifti(const Volume &volume, const std::string &path) {
     constexpr char noExtensions[4] = {};
     bytes.vox_offset = sizeof bytes + sizeof noExtensions;
 
-    errno = 0;
-    NewFile file(path);
+    Writer file(path);
     file.write(&bytes, sizeof bytes);
     file.write(noExtensions, sizeof noExtensions);
     withVoxelType(header->datatype, [&](auto type) {
@@ -170,21 +208,18 @@ void writeNifti(const Volume &volume, const std::string &path) {
             file.write(plane.data(), plane.size() * sizeof plane[0]);
         }
     });
-    file.takePlace();
+    file.finish();
 }
 
+Extent extentOf(const nifti_image &header) { return {header.nx, header.ny, header.nz}; }
+
 void setGrid(nifti_image &header, const Extent &extent, const double scale[3]) {
-    header.nx = header.dim[1] = extent.width;
-    header.ny = header.dim[2] = extent.height;
-    header.nz = header.dim[3] = extent.depth;
-    if (extent.depth > 1 && header.ndim < 3) header.ndim = header.dim[0] = 3;
-    header.nvox = extent.voxels();
+    setExtent(header, extent);
     header.dx = header.pixdim[1] = static_cast<float>(header.dx / scale[0]);
     header.dy = header.pixdim[2] = static_cast<float>(header.dy / scale[1]);
     header.dz = header.pixdim[3] = static_cast<float>(header.dz / scale[2]);
 
-    // Column a of a voxel-to-space matrix is a step of one voxel along axis a,
-    // the last one the centre of voxel (0, 0, 0).
+    // Column a of a voxel-to-space matrix is a step of one voxel along axis a, the last one the centre of voxel (0, 0, 0).
     for (mat44 *const matrix : {&header.qto_xyz, &header.sto_xyz}) {
         for (auto &row : matrix->m) {
             double centre = row[3];
@@ -200,6 +235,27 @@ void setGrid(nifti_image &header, const Extent &extent, const double scale[3]) {
     header.qoffset_x = header.qto_xyz.m[0][3];
     header.qoffset_y = header.qto_xyz.m[1][3];
     header.qoffset_z = header.qto_xyz.m[2][3];
+}
+
+void setGridLike(nifti_image &header, const nifti_image &like) {
+    setExtent(header, extentOf(like));
+    header.dx = header.pixdim[1] = like.dx;
+    header.dy = header.pixdim[2] = like.dy;
+    header.dz = header.pixdim[3] = like.dz;
+    header.xyz_units = like.xyz_units;
+    header.qform_code = like.qform_code;
+    header.sform_code = like.sform_code;
+    header.quatern_b = like.quatern_b;
+    header.quatern_c = like.quatern_c;
+    header.quatern_d = like.quatern_d;
+    header.qoffset_x = like.qoffset_x;
+    header.qoffset_y = like.qoffset_y;
+    header.qoffset_z = like.qoffset_z;
+    header.qfac = like.qfac;
+    header.qto_xyz = like.qto_xyz;
+    header.qto_ijk = like.qto_ijk;
+    header.sto_xyz = like.sto_xyz;
+    header.sto_ijk = like.sto_ijk;
 }
 
 } // namespace volume

@@ -12,8 +12,8 @@ namespace {
 constexpr int32_t longestSide = 320, gap = 8; // in pixels
 constexpr uint8_t background = 24;
 
-// The values that become black and white: all but the extreme half percent at
-// either end, and even around zero for a volume of differences.
+// The values that become black and white: all but the extreme half percent at either end, and even around zero for a volume of
+// differences.
 struct Window {
     float black, white;
 
@@ -46,7 +46,7 @@ std::array<double, 3> sizeOf(const Volume &volume) {
 }
 
 struct Slice {
-    int across, up; // the axes that run right and up in the picture
+    size_t across, up; // the axes that run right and up in the picture
 };
 constexpr Slice slices[] = {{0, 1}, {0, 2}, {1, 2}};
 
@@ -54,7 +54,7 @@ void draw(const Volume &volume, const Window &window, const Slice &slice, int32_
           int32_t height, examples::Picture &picture) {
     const int32_t counts[] = {volume.extent.width, volume.extent.height, volume.extent.depth};
     size_t at[] = {static_cast<size_t>(counts[0] / 2), static_cast<size_t>(counts[1] / 2), static_cast<size_t>(counts[2] / 2)};
-    const auto voxelUnder = [&](int32_t pixel, int32_t pixels, int axis) {
+    const auto voxelUnder = [&](int32_t pixel, int32_t pixels, size_t axis) {
         return std::min(counts[axis] - 1, static_cast<int32_t>((pixel + 0.5) * counts[axis] / pixels));
     };
     for (int32_t row = 0; row < height; ++row) {
@@ -73,30 +73,31 @@ void draw(const Volume &volume, const Window &window, const Slice &slice, int32_
 } // namespace
 
 void writePreview(const Volume &before, const Volume &after, const std::string &path) {
-    const std::array<double, 3> size = sizeOf(before);
-    const double pixelsPerUnit = longestSide / std::max({size[0], size[1], size[2]});
-    const auto pixels = [&](int axis) {
-        return std::max(1, static_cast<int32_t>(std::lround(size[static_cast<size_t>(axis)] * pixelsPerUnit)));
-    };
+    const std::array<double, 3> sizes[] = {sizeOf(before), sizeOf(after)};
+    const auto longer = [&](size_t axis) { return std::max(sizes[0][axis], sizes[1][axis]); };
+    const double pixelsPerUnit = longestSide / std::max({longer(0), longer(1), longer(2)});
+    const auto pixels = [&](double length) { return std::max(1, static_cast<int32_t>(std::lround(length * pixelsPerUnit))); };
 
+    // Rows as high and columns as wide as the larger of the two volumes makes them.
     int32_t width = gap, height = 0;
     for (const Slice &slice : slices) {
-        width += pixels(slice.across) + gap;
-        height = std::max(height, pixels(slice.up));
+        width += pixels(longer(slice.across)) + gap;
+        height = std::max(height, pixels(longer(slice.up)));
     }
     examples::Picture picture(width, 2 * height + 3 * gap);
     std::fill(picture.samples.begin(), picture.samples.end(), background);
 
-    int32_t top = gap;
-    for (const Volume *volume : {&before, &after}) {
-        const Window window(volume->holdsDifferences ? *volume : before);
+    const Window window(before);
+    const auto drawRow = [&](const Volume &volume, const std::array<double, 3> &size, int32_t top) {
         int32_t left = gap;
         for (const Slice &slice : slices) {
-            draw(*volume, window, slice, left, top, pixels(slice.across), pixels(slice.up), picture);
-            left += pixels(slice.across) + gap;
+            draw(volume, volume.holdsDifferences ? Window(volume) : window, slice, left, top, pixels(size[slice.across]),
+                 pixels(size[slice.up]), picture);
+            left += pixels(longer(slice.across)) + gap;
         }
-        top += height + gap;
-    }
+    };
+    drawRow(before, sizes[0], gap);
+    drawRow(after, sizes[1], gap + height + gap);
     examples::writePng(picture, path);
 }
 

@@ -17,12 +17,10 @@ void check(zypStatus status) {
 void checkSource(const Extent &extent, ZyprInterpolation interpolation) {
     const bool cubic = interpolation >= zyprInterCubicLagrange;
     if (cubic && (extent.width < 3 || extent.height < 3 || extent.depth < 3))
-        throw std::runtime_error("cannot resize: cubic interpolation needs three "
-                                 "voxels in every direction");
+        throw std::runtime_error("cannot resize: cubic interpolation needs three voxels in every direction");
 }
 
-// A dimension of a NIfTI file is a 16-bit number, and a plane's bytes are a
-// 32-bit one here.
+// A dimension of a NIfTI file is a 16-bit number, and a plane's bytes are a 32-bit one here.
 void checkResult(const ZyprVoxelCuboid &cuboid) {
     constexpr int32_t mostVoxels = 32767;
     if (cuboid.width > mostVoxels || cuboid.height > mostVoxels || cuboid.depth > mostVoxels ||
@@ -36,8 +34,9 @@ Volume resized(const Volume &source, const ResizeSettings &settings, bool quiet)
     checkSource(source.extent, settings.interpolation);
     const double spacings[] = {source.header->dx, source.header->dy, source.header->dz};
     double scale[3];
-    for (int axis = 0; axis < 3; ++axis) {
-        scale[axis] = settings.spacing.empty() ? settings.scale[axis] : std::abs(spacings[axis]) / settings.spacing[axis];
+    for (size_t axis = 0; axis < 3; ++axis) {
+        const double wanted = settings.spacing[axis];
+        scale[axis] = wanted > 0.0 ? std::abs(spacings[axis]) / wanted : settings.scale[axis];
         if (!(scale[axis] > 0.0)) throw std::runtime_error("cannot resize: the file doesn't tell the voxels' spacing");
     }
 
