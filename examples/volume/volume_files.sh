@@ -19,15 +19,15 @@ float() {
 }
 
 # header WIDTH HEIGHT DEPTH DATATYPE BITS: 352 bytes; voxels 2 x 2 x 4, voxel (0, 0, 0) at (-10, 0, 4), unless the variables
-# slope, intercept, vectors (the number of dimension 5), intent and sform say otherwise.
+# slope, intercept, vectors (the number of dimension 5), intent, spacing, qform and sform say otherwise.
 header() {
   littleEndian 4 348; zeros 36
   for value in $((${vectors:-1} > 1 ? 5 : 3)) "$1" "$2" "$3" 1 "${vectors:-1}" 1 1; do littleEndian 2 "$value"; done
   zeros 12; littleEndian 2 "${intent:-0}"; littleEndian 2 "$4"; littleEndian 2 "$5"; zeros 2
-  for value in 1 2 2 4 0 0 0 0; do float $value; done                                  # qfac and spacings
+  for value in 1 ${spacing:-2 2 4} 0 0 0 0; do float "$value"; done                    # qfac and spacings
   float 352; float "${slope:-1}"; float "${intercept:-0}"; zeros 132                   # up to qform_code
   littleEndian 2 1; littleEndian 2 1                                                   # qform_code, sform_code
-  float 0; float 0; float 0; float -10; float 0; float 4
+  for value in ${qform:-0 0 0 -10 0 4}; do float "$value"; done
   for value in ${sform:-2 0 0 -10 0 2 0 0 0 0 4 4}; do float "$value"; done
   zeros 16; printf 'n+1\0'; zeros 4
 }

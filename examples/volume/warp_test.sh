@@ -39,6 +39,12 @@ gives "5 - x + 6 * y + 36 * z" --scale -1,1,1
 gives "x < 2 ? 0 : $number - 2" --translate 4,0,0
 gives "z == 3 ? 9 : $number + 36" --translate 0,0,-4 --background 9
 gives "y + 6 * (5 - x) + 36 * z" --rotate 0,0,90 --like in.nii
+gives "y + 6 * x + 36 * (3 - z)" --rotate 180,0,90
+# Quarter turns are exact: all positions halfway between voxels are rounded the same way.
+byteVolume 31 20 1 "(x + 31 * y) % 251" >odd.nii
+byteVolume 31 20 1 "u = (y + 9 & ~1) - 3, v = (28 - x & ~1) - 3, v < 0 || v > 19 ? 0 : (u + 31 * v) % 251" >expected.nii
+succeeds warp odd.nii -o result.nii --rotate 0,0,90 -i nearest
+sameVoxels "halves in a quarter turn" expected.nii result.nii
 succeeds warp in.nii -o half.nii --scale 0.5 -i nearest
 equal "voxels in a volume scaled by 0.5" "$(value half.nii u1 352 144 | tr ' ' '\n' | grep -cv '^0$')" 18
 
@@ -48,7 +54,7 @@ printf '1 0 0 4\n0 1 0 0\n0 0 1 0\n0 0 0 1' >shift4.txt
 for matrix in shift.txt shift4.txt; do gives "x < 2 ? 0 : $number - 2" --matrix $matrix; done
 
 # Another grid: voxels run along y, z and x there, or are half as wide; the voxels' type stays.
-{ sform="0 0 2 -10 2 0 0 0 0 4 0 4" header 6 4 6 4 16; zeros 288; } >turned.nii
+{ spacing="2 4 2" qform="1 0 0 5 6 7" sform="0 0 2 -10 2 0 0 0 0 4 0 4" header 6 4 6 4 16; zeros 288; } >turned.nii
 { sform="0 0 2 -10 2 0 0 0 0 4 0 4" byteVolume 6 4 6 "z + 6 * x + 36 * y"; } >expected.nii
 { vectors=3 sform="1 0 0 -10 0 2 0 2 0 0 4 4" header 11 5 4 4 16; } >fine.nii
 for command in "warp" "remap --swirl 0"; do
@@ -57,6 +63,7 @@ for command in "warp" "remap --swirl 0"; do
     succeeds $command in.nii -o result.nii --like turned.nii -i $interpolation
     sameVoxels "$command to turned axes, $interpolation" expected.nii result.nii
     equal "place on turned axes" "$(value result.nii u1 252 76)" "$(value turned.nii u1 252 76)"
+    equal "spacings on turned axes" "$(spacings result.nii)" "2 4 2"
     equal "extents and type on turned axes" "$(extents result.nii) $(value result.nii d2 70 4)" "3 6 4 6 2 8"
   done
   # shellcheck disable=SC2086
@@ -109,7 +116,24 @@ shows "x > 3 ? 0 : $number + 2" scaled.nii
 succeeds remap in.nii -o result.nii --field coarse.nii
 equal "a row through a coarse field" "$(value result.nii u1 352 6)" "0 1 3 4 2 0" # 1.4 x
 
-# A swirl turns the middle and leaves the corners.
+# Far outside there is background, whole number or not.
+field 6 6 4 12 0 0 >outside.nii
+for interpolation in $exactAtVoxels; do
+  succeeds remap fractions.nii -o result.nii --field outside.nii --background 0.25 -i $interpolation
+  equal "what lies outside, $interpolation" "$(value result.nii f4 352 576 | tr ' ' '\n' | sort -u)" 0.25
+done
+
+# More planes than are done at a time.
+byteVolume 2 2 40 z >deep.nii
+field 2 2 40 0 0 "z < 35 ? 0 : -4" >down.nii
+byteVolume 2 2 40 "z - (z > 34)" >expected.nii
+succeeds remap deep.nii -o result.nii --field down.nii
+sameVoxels "a deep volume" expected.nii result.nii
+
+# A swirl turns the middle and leaves the corners; with a vast radius it is a turn of all.
+byteVolume 6 6 4 "y + 6 * (5 - x) + 36 * z" >expected.nii
+succeeds remap in.nii -o result.nii --swirl 90 --swirl-radius 1e6
+sameVoxels "a swirl with a vast radius" expected.nii result.nii
 byteVolume 20 20 10 "x + 10 * (y > 9)" >wide.nii
 succeeds remap wide.nii -o swirl.nii --swirl 150 --preview preview.png
 isPng preview.png
