@@ -1,5 +1,5 @@
 # The jobs of the project. Each sets up what it needs, builds and runs, alone on a fresh Debian machine.
-#   make demo      traces pictures of a real mesh into build/demo
+#   make demo      runs the programs on real meshes and volumes; pictures go to build/demo
 #   make test      builds everything and passes all tests
 #   make bench     measures every export, beside scalar models and peers
 #   make coverage  writes the tests' coverage report to build/coverage/report

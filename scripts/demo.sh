@@ -19,6 +19,12 @@ step "Lit by an environment, through spherical harmonics"
 "$bin/zypr-irradiance" "$bunny" -o "$output/irradiance.png" --strip "$output/environment.png"
 step "An MRI head, enlarged"
 "$bin/zypr-volume" resize "$head" -o "$output/head-enlarged.nii.gz" --scale 1.5 -i catmull-rom --preview "$output/head-enlarged.png"
+step "The head, turned, and smaller"
+"$bin/zypr-volume" warp "$head" -o "$output/head-rotated.nii.gz" --rotate -12,18,25 --scale 0.9 -i catmull-rom \
+  --preview "$output/head-rotated.png"
+step "The head, swirled by a field of displacements"
+"$bin/zypr-volume" remap "$head" -o "$output/head-swirled.nii.gz" --swirl 120 -i catmull-rom \
+  --preview "$output/head-swirled.png"
 step "The head, smoothed and sharpened"
 "$bin/zypr-volume" filter "$head" -o "$output/head-smooth.nii.gz" -k gaussian --preview "$output/head-smooth.png"
 "$bin/zypr-volume" filter "$head" -o "$output/head-sharp.nii.gz" -k sharpen --preview "$output/head-sharp.png"
