@@ -581,10 +581,12 @@ zypStatus zyprResizeGetBufSize(const ZyprVoxelCuboid *srcCuboid, const ZyprVoxel
  *
  * Checked in this order; nothing is written when the result is not zypStsNoErr:
  *   zypStsNullPtrErr           src, dst or buffer is null (extent and cuboids are not tested)
- *   zypStsSizeErr              a size below 1 in srcExtent, then a coordinate below 0 or a size below 1 in srcCuboid, in
- * dstCuboid zypStsScaleFactorErr       a scale not above 0 (NaN passes, and ends in an empty cuboid) zypStsInterpolationModeErr
- * not one of the six modes zypStsVolumeRoiOutsideWrn  srcCuboid starts at or beyond the volume's extent zypStsEmptyCuboidWrn
- * nothing is to be written
+ *   zypStsSizeErr              a size of srcExtent below 1, then a coordinate of srcCuboid below 0 or a size of it below 1,
+ *                              then the same of dstCuboid
+ *   zypStsScaleFactorErr       a scale not above 0 (NaN passes, and ends in an empty cuboid)
+ *   zypStsInterpolationModeErr not one of the six modes
+ *   zypStsVolumeRoiOutsideWrn  srcCuboid starts at or beyond the volume's extent
+ *   zypStsEmptyCuboidWrn       nothing is to be written
  *
  * Rounding. Voxels whose taps all exist along x and along y are interior, the others frame, and the two round differently:
  * integer voxels of the frame are rounded by adding 0.5000001, those of the interior truncated (8-bit linear rounds both). A
@@ -644,10 +646,11 @@ zypStatus zyprResize_32f_C1PV(const float *const *srcPlanes, const ZyprVolumeExt
  *
  * Sharp edges:
  *   - Cubic modes, voxels whose taps were repeated at an end of the volume or of the region: 8u and 16u round halves up, and
- * 32f is cut to whole numbers.
+ *     32f is cut to whole numbers.
  *   - A source of depth 1 is sampled as a plane, by the planes' rules: modes 5 and 7 give zypStsInterpolationModeErr, steps
- * below 1 zypStsRowStepErr, a region that starts outside zypStsPlaneRoiOutsideWrn; nearest rounds halves up; 8u linear is close
- * to rounded down; zMapPlanes and the region's z and depth are not read; only destination plane 0 is written. */
+ *     below 1 zypStsRowStepErr, a region that starts outside zypStsPlaneRoiOutsideWrn, a null plane or map of number 0
+ *     zypStsNullPtrErr; nearest rounds halves up; 8u linear is close to rounded down; zMapPlanes' planes and the region's depth
+ *     have no effect; only destination plane 0 is written. */
 zypStatus zyprRemap_8u_C1PV(const uint8_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
                             ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
                             const float *const *zMapPlanes, int32_t mapRowStep, uint8_t *const *dstPlanes, int32_t dstRowStep,

@@ -163,7 +163,7 @@ zypStatus planeWarp(const Sample *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t 
     }
     const SampledPlane<Sample> src = {srcPlane, srcRowStep, srcPlaneSize.width - 1, srcPlaneSize.height - 1};
     kernelOf<Sample>(mode)(src, inverseOf(quadrangle, srcRect), {dstPlane, dstRowStep, rows, spans}, scratch);
-    zyprFreeBlock(scratch);
+    if (scratch != nullptr) zyprFreeBlock(scratch);
     zyprFreeBlock(spans);
     return zypStsNoErr;
 }

@@ -24,6 +24,7 @@ namespace {
 std::mutex recordsMutex;
 std::vector<int32_t> requestedSizes;
 std::map<void *, int32_t> live;
+int32_t strayReleaseCount = 0;
 
 } // namespace
 
@@ -39,6 +40,7 @@ void CoreProbe::reset() {
     const std::lock_guard lock(recordsMutex);
     requestedSizes.clear();
     live.clear();
+    strayReleaseCount = 0;
 }
 
 std::vector<int32_t> CoreProbe::requests() {
@@ -58,8 +60,14 @@ std::vector<int32_t> CoreProbe::liveSizes() {
     return sizes;
 }
 
+int32_t CoreProbe::strayReleases() {
+    const std::lock_guard lock(recordsMutex);
+    return strayReleaseCount;
+}
+
 CoreProbeScope::~CoreProbeScope() {
     EXPECT_EQ(CoreProbe::liveBlocks(), 0) << "a block of the library was not released";
+    EXPECT_EQ(CoreProbe::strayReleases(), 0) << "the library released what it had not got";
     CoreProbe::reset();
 }
 
@@ -82,7 +90,10 @@ void *zypMalloc(int32_t bytes) {
 
 void zypFree(void *block) {
     const std::lock_guard lock(zypr::test::recordsMutex);
-    zypr::test::live.erase(block);
+    if (zypr::test::live.erase(block) == 0) {
+        ++zypr::test::strayReleaseCount;
+        return;
+    }
     std::free(block);
 }
 

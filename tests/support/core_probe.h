@@ -23,9 +23,10 @@ struct CoreProbe {
     static std::vector<int32_t> requests(); // the sizes asked for since the reset, in order
     static int32_t liveBlocks();            // blocks not released yet
     static std::vector<int32_t> liveSizes();
+    static int32_t strayReleases(); // releases of null or of anything else that is no live block
 };
 
-// Resets the probe at both ends of a test and checks at the end that every block went back.
+// Resets the probe at both ends of a test and checks at the end that every block went back, and nothing else did.
 class CoreProbeScope {
 public:
     CoreProbeScope() { CoreProbe::reset(); }
