@@ -1,4 +1,5 @@
 // zypr-render MESH -o picture.png: traces a picture of a mesh.
+#include <cmath>
 #include <cstdio>
 
 #include "render.h"
@@ -50,14 +51,14 @@ void addOptions(CLI::App &app, Settings &s) {
                for (const std::string &value : values) {
                    LightSetting light{};
                    char rest = 0;
-                   if (std::sscanf(value.c_str(), "%f,%f,%f%c", &light.azimuth, &light.elevation, &light.brightness, &rest) !=
-                       3)
+                   const int read =
+                       std::sscanf(value.c_str(), "%f,%f,%f%c", &light.azimuth, &light.elevation, &light.brightness, &rest);
+                   if (read != 3 || !std::isfinite(light.azimuth + light.elevation + light.brightness))
                        throw CLI::ValidationError("--light", value + " is not AZIMUTH,ELEVATION,BRIGHTNESS");
                    s.lights.push_back(light);
                }
            },
-           "A light: azimuth from the camera and elevation in degrees, and brightness. Repeat for more; replaces the three "
-           "lights "
+           "A light: azimuth from the camera and elevation in degrees, and brightness. Repeat for more; they replace the three "
            "that stand there by default")
         ->type_name("AZIMUTH,ELEVATION,BRIGHTNESS")
         ->group("Light");
@@ -69,7 +70,9 @@ void addOptions(CLI::App &app, Settings &s) {
         ->check(between(0, 64))
         ->group("Light")
         ->capture_default_str();
-    app.add_flag("!--no-shadows", s.shadows, "Lights shine through surfaces")->group("Light");
+    app.add_flag_callback(
+           "--no-shadows", [&s] { s.shadows = false; }, "Lights shine through surfaces")
+        ->group("Light");
 
     const std::map<std::string, Normals> normals = {{"smooth", Normals::smooth}, {"flat", Normals::flat}};
     app.add_option("--normals", s.normals, "smooth: interpolated between vertices; flat: one per triangle")
@@ -93,7 +96,9 @@ void addOptions(CLI::App &app, Settings &s) {
         ->check(between(0, 64))
         ->group("Surface")
         ->capture_default_str();
-    app.add_flag("!--no-ground", s.ground, "No ground under the mesh")->group("Surface");
+    app.add_flag_callback(
+           "--no-ground", [&s] { s.ground = false; }, "No ground under the mesh")
+        ->group("Surface");
     app.add_option("--ground-mirror", s.groundMirror, "The same part for the ground")
         ->check(between(0.0f, 1.0f))
         ->group("Surface")

@@ -31,6 +31,10 @@ expect 2 "MESH" -o out.png
 expect 2 "--output" tetra.obj
 expect 2 "--width" tetra.obj -o out.png --width 0
 expect 2 "--light" tetra.obj -o out.png --light 1,2
+for option in "--light nan,10,1" "--light 10,10,inf" "--mirror nan" "--azimuth nan" "--color 0,nan,0"; do
+  # shellcheck disable=SC2086
+  expect 2 "${option%% *}" tetra.obj -o out.png $option
+done
 expect 2 "--normals" tetra.obj -o out.png --normals bumpy
 nothingThere out.png
 
