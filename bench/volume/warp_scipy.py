@@ -1,27 +1,33 @@
-"""Times SciPy on a rotation: FUNCTION PATH DTYPE DEPTH HEIGHT WIDTH ORDER and the 12 numbers of the matrix from source to
-destination, which is a rotation and a shift. Prints the seconds of the fastest run."""
+"""Rotates volumes by SciPy on request: DIRECTORY DEPTH HEIGHT WIDTH. The directory holds what it reads. Each line of the input
+is "FUNCTION ELEMENT ORDER", answered by the seconds that the call took, or "save", which keeps the last result as floats."""
 import sys
 import time
 
 import numpy
 from scipy import ndimage
 
-function, path, dtype = sys.argv[1:4]
-shape = tuple(map(int, sys.argv[4:7]))
-order = int(sys.argv[7])
-forward = numpy.array(list(map(float, sys.argv[8:20]))).reshape(3, 4)[::-1, [2, 1, 0, 3]]
-inverse = forward[:, :3].T
-offset = -inverse @ forward[:, 3]
-volume = numpy.fromfile(path, dtype=dtype).reshape(shape)
-seconds = []
-if function == "map_coordinates":
-    grid = numpy.indices(shape, dtype=numpy.float32).reshape(3, -1)
-    coordinates = (inverse.astype(numpy.float32) @ grid + offset[:, None].astype(numpy.float32)).reshape(3, *shape)
-for _ in range(2 if order <= 1 else 1):
+directory = sys.argv[1]
+shape = tuple(map(int, sys.argv[2:5]))
+
+
+def read(name, dtype):
+    return numpy.fromfile(f"{directory}/{name}", dtype=dtype)
+
+
+sources = [read(f"source{k}", dtype).reshape(shape) for k, dtype in enumerate(("uint8", "uint16", "float32"))]
+coordinates = numpy.stack([read(f"map{axis}", "float32").reshape(shape) for axis in (2, 1, 0)])
+inverse = read("inverse", "float64").reshape(3, 4)[::-1, [2, 1, 0, 3]]
+print(0, flush=True)
+for line in sys.stdin:
+    function, *numbers = line.split()
+    if function == "save":
+        result.astype("float32").tofile(f"{directory}/result")
+        print(0, flush=True)
+        continue
+    source, order = sources[int(numbers[0])], int(numbers[1])
     start = time.perf_counter()
     if function == "map_coordinates":
-        ndimage.map_coordinates(volume, coordinates, order=order, prefilter=False)
+        result = ndimage.map_coordinates(source, coordinates, order=order, prefilter=False)
     else:
-        ndimage.affine_transform(volume, inverse, offset, order=order, prefilter=False)
-    seconds.append(time.perf_counter() - start)
-print(min(seconds))
+        result = ndimage.affine_transform(source, inverse[:, :3], inverse[:, 3], order=order, prefilter=False)
+    print(time.perf_counter() - start, flush=True)
