@@ -48,14 +48,19 @@ zypStatus remapVolume(const Sample *const *srcPlanes, const ZyprVolumeExtent *sr
     if (!startsInside(*srcRegion, *srcExtent)) return zypStsVolumeRoiOutsideWrn;
     *srcRegion = trimmed(*srcRegion, *srcExtent);
 
-    const SampledRegion<Sample> src = sampledRegion(srcPlanes, srcRowStep, *srcRegion);
+    const ZyprInterpolation mode = loweredMode(interpolation, *srcExtent);
+    const SampledRegion<Sample> src = sampledRegion(srcPlanes, srcRowStep, *srcRegion, mode);
     const ZyprVolumeExtent extent = *dstExtent;
-    withKernel<true>(loweredMode(interpolation, *srcExtent), src, [&](const auto &kernel) {
+    withKernel<true>(mode, [&](const auto &kernel) {
         runSlices(extent.width, extent.height, extent.depth, [&](TeamShare share, int, int) {
             for (int32_t z = share.first; z < share.first + share.count; ++z) {
+                const int32_t later = z < extent.depth - planesFetchedAhead ? z + planesFetchedAhead : extent.depth - 1;
                 for (int32_t y = 0; y < extent.height; ++y) {
-                    const MappedRow row(rowAt(xMapPlanes[z], mapRowStep, y), rowAt(yMapPlanes[z], mapRowStep, y),
-                                        rowAt(zMapPlanes[z], mapRowStep, y));
+                    const auto mapsAt = [&](int32_t plane) {
+                        return MapRows{rowAt(xMapPlanes[plane], mapRowStep, y), rowAt(yMapPlanes[plane], mapRowStep, y),
+                                       rowAt(zMapPlanes[plane], mapRowStep, y)};
+                    };
+                    const MappedRow row(mapsAt(z), mapsAt(later));
                     sampleRow(src, kernel, row, rowAt(dstPlanes[z], dstRowStep, y), extent.width);
                 }
             }

@@ -87,13 +87,14 @@ void warpPlanes(const SampledRegion<Sample> &src, const Kernel &kernel, const Af
     const Double4 xStep = column(0), yStep = column(1), zStep = column(2);
     const Double4 atRowZero = fused(yStep, broadcastDouble(part.y), column(3));
     const Double4 toFirstColumn = broadcastDouble(part.x) * xStep;
+    const Double4 toRowAhead = broadcastDouble(planesFetchedAhead) * zStep;
     Double4 planeBase = fused(zStep, broadcastDouble(part.z), atRowZero);
     for (int32_t z = part.z; z < part.z + part.depth; ++z, planeBase = planeBase + zStep) {
         Double4 rowBase = planeBase;
         for (int32_t y = part.y; y < part.y + part.height; ++y, rowBase = rowBase + yStep) {
             auto *bytes = reinterpret_cast<char *>(dstPlanes[z]) + static_cast<ptrdiff_t>(y) * dstRowStep;
-            sampleRow(src, kernel, SteppedRow(rowBase + toFirstColumn, xStep), reinterpret_cast<Sample *>(bytes) + part.x,
-                      part.width);
+            sampleRow(src, kernel, SteppedRow(rowBase + toFirstColumn, xStep, toRowAhead),
+                      reinterpret_cast<Sample *>(bytes) + part.x, part.width);
         }
     }
 }
@@ -121,8 +122,9 @@ zypStatus warpVolume(const Sample *const *srcPlanes, const ZyprVolumeExtent *src
     Affine inverse;
     if (!invert(forward, &inverse)) return zypStsSingularTransformErr;
 
-    const SampledRegion<Sample> src = sampledRegion(srcPlanes, srcRowStep, *srcRegion);
-    withKernel<false>(loweredMode(interpolation, *srcExtent), src, [&](const auto &kernel) {
+    const ZyprInterpolation mode = loweredMode(interpolation, *srcExtent);
+    const SampledRegion<Sample> src = sampledRegion(srcPlanes, srcRowStep, *srcRegion, mode);
+    withKernel<false>(mode, [&](const auto &kernel) {
         runSlices(box.width, box.height, box.depth, [&](TeamShare share, int, int) {
             ZyprVoxelCuboid part = box;
             part.z += share.first;
