@@ -129,6 +129,29 @@ TYPED_TEST(RemapOf, AVoxelsBitsDependOnItsPositionAlone) {
     }
 }
 
+// Positions on the table's entries and beside them, so that some groups of eight go by whole rows of the table and others
+// don't.
+TYPED_TEST(RemapOf, CubicWeightsAreTheSameForAVoxelAloneAndAmongOthers) {
+    Random random(12);
+    Remap<TypeParam> r(randomVolume<TypeParam>(random, {9, 9, 9}), {307, 1, 1});
+    Remap<TypeParam> alone(PlaneArray<TypeParam>({9, 9, 9}), {1, 1, 1});
+    alone.src.fill([&](int x, int y, int z) { return r.src.at(x, y, z); });
+    const auto nearHundredth = [&](int32_t k) {
+        const float on = 3.0f + static_cast<float>(k / 3) / 100.0f;
+        return k % 3 == 0 ? std::nextafter(on, 0.0f) : k % 3 == 1 ? on : std::nextafter(on, 9.0f);
+    };
+    r.x.fill([&](int i, int, int) { return nearHundredth(i % 303); });
+    r.y.fill([&](int, int, int) { return nearHundredth(random.integer(0, 302)); });
+    r.z.fill([&](int, int, int) { return random.real(2, 6); });
+    const ZyprVoxelCuboid asked = r.region;
+    for (const int32_t mode : {4, 5, 6, 7}) {
+        EXPECT_EQ(r.run(mode), zypStsNoErr);
+        EXPECT_TRUE(r.isAsModelled(mode, asked));
+        for (int32_t i = 0; i < 307; ++i)
+            EXPECT_TRUE(sameBits(r.dst.at(i, 0, 0), alone.at(mode, r.x.at(i, 0, 0), r.y.at(i, 0, 0), r.z.at(i, 0, 0))));
+    }
+}
+
 TYPED_TEST(RemapOf, ThreadsDoNotChangeResults) {
     Random random(8);
     Remap<TypeParam> r(randomVolume<TypeParam>(random, {12, 10, 9}), {17, 16, 18});
@@ -340,6 +363,25 @@ TEST_F(Remap32f, EdgeVoxelsOfCubicModesComeOutAsWholeNumbersAndInteriorOnesDoNot
     for (int32_t z = 0; z < 8; ++z)
         for (float &sample : r.src.plane(z)) sample = 1e12f;
     EXPECT_EQ(r.at(6, 7, 3, 3), -2147483648.0f);
+}
+
+// Where y and z are whole, the other taps' weights are 0 and 1, and a single voxel of 1 shows the weight along x.
+TEST_F(Remap32f, CubicWeightsAreThoseOfTheTableOfHundredths) {
+    PlaneArray<float> src({16, 9, 9});
+    Remap<float> r(std::move(src), {400, 1, 1});
+    r.src.fill([](int x, int y, int z) { return x == 7 && y == 4 && z == 4 ? 1 : 0; });
+    Random random(13);
+    r.x.fill([&](int i, int, int) { return i < 201 ? 5.0f + static_cast<float>(i) / 50.0f : random.real(5, 9); });
+    r.y.fill([](int, int, int) { return 4.0f; });
+    r.z.fill([](int, int, int) { return 4.0f; });
+    for (const int32_t mode : {4, 6}) {
+        EXPECT_EQ(r.run(mode), zypStsNoErr);
+        for (int32_t i = 0; i < 400; ++i) {
+            const float x = r.x.at(i, 0, 0), fraction = x - std::trunc(x);
+            const float distance = std::fabs(7.0f - std::trunc(x) - fraction);
+            EXPECT_EQ(r.dst.at(i, 0, 0), cubicTableWeight(mode, distance)) << mode << " at " << x;
+        }
+    }
 }
 
 TEST_F(Remap32f, SourceStepsLoseOddBytesAndTheOthersAreUsedAsGiven) {

@@ -74,14 +74,14 @@ template <class Sample> PlaneArray<Sample> randomVolume(Random &random, ZyprVolu
 // ---- Weights of the cubic kernels ---------------------------------------------------------------------------------------
 
 inline double cubicKernel(ZyprInterpolation mode, double d) {
-    const auto polynomial = [d](double c3, double c2, double c1, double c0) { return ((c3 * d + c2) * d + c1) * d + c0; };
+    const auto sixtieths = [d](double c3, double c2, double c1, double c0) { return (((c3 * d + c2) * d + c1) * d + c0) / 60; };
     const bool inner = d < 1;
     if (d >= 2) return 0;
     switch (mode) {
-    case 4: return inner ? polynomial(0.5, -1, -0.5, 1) : polynomial(-1.0 / 6, 1, -11.0 / 6, 1);
-    case 5: return inner ? polynomial(0.5, -1, 0, 2.0 / 3) : polynomial(-1.0 / 6, 1, -2, 4.0 / 3);
-    case 6: return inner ? polynomial(1.5, -2.5, 0, 1) : polynomial(-0.5, 2.5, -4, 2);
-    default: return inner ? polynomial(19.0 / 20, -17.0 / 10, 0, 5.0 / 6) : polynomial(-23.0 / 60, 2, -17.0 / 5, 28.0 / 15);
+    case 4: return inner ? sixtieths(30, -60, -30, 60) : sixtieths(-10, 60, -110, 60);
+    case 5: return inner ? sixtieths(30, -60, 0, 40) : sixtieths(-10, 60, -120, 80);
+    case 6: return inner ? sixtieths(90, -150, 0, 60) : sixtieths(-30, 150, -240, 120);
+    default: return inner ? sixtieths(57, -102, 0, 50) : sixtieths(-23, 120, -204, 112);
     }
 }
 

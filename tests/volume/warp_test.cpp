@@ -193,6 +193,19 @@ TYPED_TEST(WarpOf, TheIdentityAndPermutedAxesReproduceTheSource) {
             for (int32_t x = 0; x < 9; ++x) EXPECT_EQ(swapped.dst.at(x, y, z), swapped.src.at(y, x, z));
 }
 
+// Just below a voxel the integer is that of the voxel before, while the position as a float is the voxel's.
+TYPED_TEST(WarpOf, APositionThatRoundsUpToTheNextVoxelHasTheFractionOne) {
+    Random random(76);
+    Warp<TypeParam> w(randomVolume<TypeParam>(random, {19, 9, 9}), {19, 9, 9});
+    const ZyprVoxelCuboid asked = w.region;
+    const Matrix m = {1, 0, 0, 1e-12, 0, 1, 0, 1e-12, 0, 0, 1, 1e-12};
+    for (const int32_t mode : allModes) {
+        w.clear();
+        EXPECT_EQ(w.run(m, mode), zypStsNoErr);
+        EXPECT_TRUE(w.isAsModelled(m, mode, asked));
+    }
+}
+
 TYPED_TEST(WarpOf, AZeroDiagonalIsRefusedEvenForAPurePermutationOfAxes) {
     Random random(67);
     Warp<TypeParam> w(randomVolume<TypeParam>(random, {5, 5, 5}), {5, 5, 5});
