@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <deque>
+#include <functional>
 
 #include "frame/memory.h"
 #include "scene/builds.h"
@@ -80,6 +81,43 @@ std::vector<uint32_t> generalLeaf(const std::vector<int32_t> &numbers) {
     return words;
 }
 std::vector<uint32_t> compactLeaf(uint32_t word0, uint32_t word1) { return {word0, word1, 0, 0}; }
+
+// A build as the front runs it, but with the pools of the options' sizes.
+KDBuilt buildFromParts(
+    const KDMesh &mesh, const KDOptions &options, int32_t fewestForTeam = kdFewestForTeam,
+    const std::function<void(ZyprKDBuildState *)> &beforeTheTree = [](ZyprKDBuildState *) {}) {
+    const CoreProbeScope scope;
+    ZyprKDBuildState *state = nullptr;
+    ZyprKDBuildNode *root = nullptr;
+    const auto build = [&]() -> zypStatus {
+        if (const zypStatus status = kdOpenBuild(&state, mesh.vertices.data(), mesh.triangles.data(), mesh.vertexCount(),
+                                                 mesh.triangleCount(), options.memoryLimitMiB << 20))
+            return status;
+        if (options.refPoolBytes) state->refPoolLimit = state->refPoolBase + *options.refPoolBytes;
+        if (options.clipVertexPoolBytes) state->clipVertexLimit = state->clipVertexBase + *options.clipVertexPoolBytes;
+        ZyprBox box;
+        ZyprKDPrimRef *refs;
+        if (const zypStatus status = kdInitPrimRefs(&refs, mesh.vertexCount(), mesh.triangleCount(), &box, state))
+            return status;
+        if (const zypStatus status = kdRequestNodePair(state, &root)) return status;
+        root->kind = kdLeaf;
+        root->count = mesh.triangleCount();
+        root->refs = refs;
+        beforeTheTree(state);
+        return kdBuildTree(state, root, options.splitBias, options.maxDepth, box, fewestForTeam);
+    };
+    KDBuilt built;
+    const zypStatus status = build();
+    ZyprKDTree *tree = nullptr;
+    int32_t size = 0;
+    built.status = kdCloseBuild(state, status, root, &tree, &size);
+    built.requests = CoreProbe::requests();
+    if (built.status != zypStsNoErr) return built;
+    built.words.resize(static_cast<size_t>(size) / 4);
+    std::memcpy(built.words.data(), tree, static_cast<size_t>(size));
+    zyprFreeBlock(tree);
+    return built;
+}
 
 std::vector<float> sortedModel(std::vector<float> keys) {
     std::sort(keys.begin(), keys.end(), [](float a, float b) { return a != b ? a < b : std::signbit(a) > std::signbit(b); });
@@ -405,31 +443,48 @@ TEST(KDEmit, AFailedBlockIsReportedWithTheOutputsUnwritten) {
 }
 
 TEST(KDTeam, BuildsTheModelsTree) {
-    const model::KDMesh mesh = room(9);
-    const KDBuilt expected = model::kdModelBuild(mesh, {.maxDepth = 5, .splitBias = 1.0f});
-    for (const int32_t fewestForTeam : {1, 76, INT32_MAX}) {
-        const CoreProbeScope scope;
-        ZyprKDBuildState *state = nullptr;
-        ASSERT_EQ(kdOpenBuild(&state, mesh.vertices.data(), mesh.triangles.data(), mesh.vertexCount(), mesh.triangleCount(),
-                              128u << 20),
-                  zypStsNoErr);
-        ZyprKDBuildNode *root;
-        ZyprBox box;
-        ZyprKDPrimRef *refs;
-        ASSERT_EQ(kdInitPrimRefs(&refs, mesh.vertexCount(), mesh.triangleCount(), &box, state), zypStsNoErr);
-        ASSERT_EQ(kdRequestNodePair(state, &root), zypStsNoErr);
-        root->kind = kdLeaf;
-        root->count = mesh.triangleCount();
-        root->refs = refs;
-        const zypStatus status = kdBuildTree(state, root, 1.0f, 5, box, fewestForTeam);
-        ZyprKDTree *tree = nullptr;
-        int32_t size = 0;
-        ASSERT_EQ(kdCloseBuild(state, status, root, &tree, &size), zypStsNoErr);
-        std::vector<uint32_t> words(static_cast<size_t>(size) / 4);
-        std::memcpy(words.data(), tree, static_cast<size_t>(size));
-        EXPECT_TRUE(equalBits(words, expected.words)) << fewestForTeam;
-        zyprFreeBlock(tree);
+    const KDMesh mesh = room(9);
+    const KDOptions options{.maxDepth = 5, .splitBias = 1.0f};
+    const KDBuilt expected = model::kdModelBuild(mesh, options);
+    for (const int32_t fewestForTeam : {1, 76, INT32_MAX})
+        EXPECT_TRUE(sameBuild(buildFromParts(mesh, options, fewestForTeam), expected)) << fewestForTeam;
+}
+
+// From nothing to enough, so that every request is the first to fail once.
+TEST(KDPools, AreFullAtTheModelsRequestWhateverTheirSize) {
+    for (const KDMesh &mesh : {soup(5, 40, 0.3f), needles(6, 12)}) {
+        for (const auto pool : {&KDOptions::refPoolBytes, &KDOptions::clipVertexPoolBytes}) {
+            KDOptions options{.splitBias = 1.0f};
+            int failures = 0;
+            int32_t status = zypStsMemLimitErr;
+            for (uint32_t bytes = 1; status != zypStsNoErr; bytes += 4, ++failures) {
+                options.*pool = bytes;
+                const KDBuilt expected = model::kdModelBuild(mesh, options);
+                ASSERT_TRUE(sameBuild(buildFromParts(mesh, options), expected)) << bytes;
+                status = expected.status;
+            }
+            EXPECT_GT(failures, 20);
+        }
     }
+}
+
+TEST(KDPools, ANodeBlockThatTheLimitForbidsEndsTheBuild) {
+    const KDMesh mesh = soup(5, 40, 0.3f);
+    const KDOptions options{.splitBias = 1.0f};
+    const KDBuilt whole = model::kdModelBuild(mesh, options);
+    int32_t pairs = 0;
+    for (;; ++pairs) {
+        const KDBuilt built = buildFromParts(mesh, options, kdFewestForTeam, [pairs](ZyprKDBuildState *state) {
+            state->memoryLeft = 0x1000028; // for the leaves
+            state->nodeBlocks.prev->limit = state->nodeBlocks.prev->cursor + 48 * pairs + 1;
+        });
+        if (built.status == zypStsNoErr) {
+            EXPECT_TRUE(equalBits(built.words, whole.words));
+            break;
+        }
+        ASSERT_EQ(built.status, zypStsMemLimitErr) << pairs;
+    }
+    EXPECT_GT(pairs, 40);
 }
 
 TEST(KDSearch, BothFormsFindTheModelsSplit) {

@@ -40,6 +40,9 @@ struct KDOptions {
     float splitBias = 0.5f;
     uint32_t memoryLimitMiB = 128;
     std::optional<std::array<float, 6>> clipBox = std::nullopt;
+    // The pools' sizes in bytes, in place of the planned ones.
+    std::optional<uint32_t> refPoolBytes = std::nullopt;
+    std::optional<uint32_t> clipVertexPoolBytes = std::nullopt;
 };
 
 struct KDBuilt {
@@ -171,6 +174,8 @@ private:
         clipSize_ = ((48 * V) & 0xFF000000) + 0x1000000;
         ask(static_cast<uint32_t>(clipSize_));
         memoryLeft_ -= static_cast<uint32_t>(clipSize_);
+        refSize_ = options_.refPoolBytes.value_or(static_cast<uint32_t>(refSize_));
+        clipSize_ = options_.clipVertexPoolBytes.value_or(static_cast<uint32_t>(clipSize_));
     }
 
     void clipAll(const KDBox &box) {
