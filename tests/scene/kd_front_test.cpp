@@ -228,6 +228,9 @@ TEST(KDTreeFront, AskForTheirMemoryInOrder) {
     expected.insert(expected.end(), {0x1000000, 0x1000000, 40, 0x1000000, 40, 0x1000000, 40, 0x1000000, 24});
     EXPECT_EQ(CoreProbe::requests(), expected);
     EXPECT_EQ(CoreProbe::liveSizes(), std::vector<int32_t>{24});
+    // The tree's block never stands beside the working memory: only the nodes, the leaves' lists and the build's record are
+    // left.
+    EXPECT_EQ(CoreProbe::liveSizesAtLastRequest(), (std::vector<int32_t>{40, 40, 400, 0x1000000, 0x1000000}));
     zyprKDTreeFree(call.tree);
 }
 

@@ -264,6 +264,30 @@ TEST(KDSplitPolygon, APolygonBlockThatTheLimitForbidsEndsTheBuild) {
     EXPECT_EQ(build.state->memoryLeft, 0u);
 }
 
+TEST(KDOpen, PlansPoolsOfWholeBlocksAndOneMore) {
+    const float vertex = 0;
+    const int32_t triangle = 0;
+    for (const bool manyTriangles : {false, true}) {
+        for (const bool manyVertices : {false, true}) {
+            const CoreProbeScope scope;
+            // 36 bytes a triangle and 48 a vertex, around 16 MiB
+            const int32_t triangles = manyTriangles ? 466034 : 466033, vertices = manyVertices ? 349526 : 349525;
+            const int32_t refPool = manyTriangles ? 0x2000000 : 0x1000000, vertexPool = manyVertices ? 0x2000000 : 0x1000000;
+            ZyprKDBuildState *state = nullptr;
+            ASSERT_EQ(kdOpenBuild(&state, &vertex, &triangle, vertices, triangles, 256u << 20), zypStsNoErr);
+            std::vector<int32_t> expected = {400};
+            expected.insert(expected.end(), 12, 4 * triangles);
+            expected.insert(expected.end(), {refPool, vertexPool});
+            EXPECT_EQ(CoreProbe::requests(), expected);
+            EXPECT_EQ(state->refPoolLimit - state->refPoolBase, refPool);
+            EXPECT_EQ(state->clipVertexLimit - state->clipVertexBase, vertexPool);
+            EXPECT_EQ(state->memoryLeft, (256u << 20) - 400 - 48 * static_cast<uint32_t>(triangles) -
+                                             static_cast<uint32_t>(refPool) - static_cast<uint32_t>(vertexPool));
+            kdCloseBuild(state, zypStsMemLimitErr, nullptr, nullptr, nullptr);
+        }
+    }
+}
+
 TEST(KDRequests, PoolsStayBelowTheirLimit) {
     OpenBuild build;
     const auto room = static_cast<int64_t>(build.state->refPoolLimit - build.state->refPoolCursor);
@@ -428,6 +452,21 @@ TEST(KDEmit, OtherLeavesHaveAList) {
                                                                                  {1, 1, 1, 1, 1}}) {
         EXPECT_EQ(leafTree(numbers), generalLeaf(numbers));
     }
+}
+
+TEST(KDEmit, TreesBeyond32BitsAreAFailedAllocation) {
+    const CoreProbeScope scope;
+    ZyprKDBuildNode leaves[2]{}, root{};
+    for (ZyprKDBuildNode &leaf : leaves) {
+        leaf.kind = kdLeaf;
+        leaf.count = 1 << 29; // the lists' bytes wrap to nothing
+    }
+    root.children = leaves;
+    ZyprKDTree *tree = nullptr;
+    int32_t size = -5;
+    EXPECT_EQ(kdEmitTree(root, &tree, &size), zypStsAllocFailErr);
+    EXPECT_TRUE(CoreProbe::requests().empty());
+    EXPECT_EQ(size, -5);
 }
 
 TEST(KDEmit, AFailedBlockIsReportedWithTheOutputsUnwritten) {

@@ -230,6 +230,16 @@ TEST(KDSplit, ABoxThatMissesEveryTriangleGivesAnEmptyLeaf) {
     EXPECT_EQ(tree.words, (std::vector<uint32_t>{0xFFFFFFF0u, 0, 0, 0}));
 }
 
+TEST(KDSplit, ATriangleBentBeyondNineVerticesEndsTheBuild) {
+    // Cutting at a box that is turned inside out on two axes adds vertices at both faces of each.
+    KDMesh mesh;
+    mesh.addTriangle({-3, 3, 1}, {1, -4, -6}, {5, -8, 8});
+    const KDOptions options{.maxDepth = 0, .clipBox = std::array<float, 6>{2, 1, 0, -2, -3, 0}};
+    const KDBuilt built = libraryBuild(mesh, options);
+    EXPECT_EQ(built.status, zypStsBuildInconsistentErr);
+    EXPECT_TRUE(sameBuild(built, model::kdModelBuild(mesh, options)));
+}
+
 TEST(KDSplit, AVertexThatNoTriangleUsesWidensTheBox) {
     KDMesh mesh = soup(3, 20, 0.1f);
     mesh.addVertex(50.0f, 0.5f, 0.5f);

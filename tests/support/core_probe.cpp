@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <mutex>
@@ -25,6 +26,13 @@ std::mutex recordsMutex;
 std::vector<int32_t> requestedSizes;
 std::map<void *, int32_t> live;
 int32_t strayReleaseCount = 0;
+std::vector<int32_t> liveAtLastRequest;
+
+std::vector<int32_t> sizesOfLive() {
+    std::vector<int32_t> sizes;
+    for (const auto &[block, size] : live) sizes.push_back(size);
+    return sizes;
+}
 
 } // namespace
 
@@ -41,6 +49,7 @@ void CoreProbe::reset() {
     requestedSizes.clear();
     live.clear();
     strayReleaseCount = 0;
+    liveAtLastRequest.clear();
 }
 
 std::vector<int32_t> CoreProbe::requests() {
@@ -55,9 +64,13 @@ int32_t CoreProbe::liveBlocks() {
 
 std::vector<int32_t> CoreProbe::liveSizes() {
     const std::lock_guard lock(recordsMutex);
-    std::vector<int32_t> sizes;
-    for (const auto &[block, size] : live) sizes.push_back(size);
-    return sizes;
+    return sizesOfLive();
+}
+
+std::vector<int32_t> CoreProbe::liveSizesAtLastRequest() {
+    const std::lock_guard lock(recordsMutex);
+    std::sort(liveAtLastRequest.begin(), liveAtLastRequest.end());
+    return liveAtLastRequest;
 }
 
 int32_t CoreProbe::strayReleases() {
@@ -81,6 +94,7 @@ void *zypMalloc(int32_t bytes) {
     const std::lock_guard lock(zypr::test::recordsMutex);
     const auto number = static_cast<int32_t>(zypr::test::requestedSizes.size());
     zypr::test::requestedSizes.push_back(bytes);
+    zypr::test::liveAtLastRequest = zypr::test::sizesOfLive();
     if (bytes < 1 || number == CoreProbe::failingAllocation) return nullptr;
     if (CoreProbe::failsFromThere && CoreProbe::failingAllocation >= 0 && number > CoreProbe::failingAllocation) return nullptr;
     void *block = std::aligned_alloc(64, (static_cast<size_t>(bytes) + 63) / 64 * 64);

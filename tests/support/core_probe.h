@@ -23,7 +23,8 @@ struct CoreProbe {
     static std::vector<int32_t> requests(); // the sizes asked for since the reset, in order
     static int32_t liveBlocks();            // blocks not released yet
     static std::vector<int32_t> liveSizes();
-    static int32_t strayReleases(); // releases of null or of anything else that is no live block
+    static int32_t strayReleases();                       // releases of null or of anything else that is no live block
+    static std::vector<int32_t> liveSizesAtLastRequest(); // before it was answered; ascending
 };
 
 // Resets the probe at both ends of a test and checks at the end that every block went back, and nothing else did.
