@@ -110,6 +110,15 @@ void resizeNearest(const Volume<const Sample> &src, const ZyprVolumeExtent &exte
     const ResizeAxis yAxis{job.yInvScale, job.yOffset, extent.height};
     const ResizeAxis zAxis{job.zInvScale, job.zOffset, extent.depth};
     const int32_t firstPlane = job.dstZ0 + planes.first;
+    const auto repeats = [&](int32_t k) { return k > 0 && zAxis.nearest(firstPlane + k) == zAxis.nearest(firstPlane + k - 1); };
+    // A plane is copied as a whole, so that the copy knows how much data there is.
+    const auto repeatPlane = [&](int32_t k) {
+        const ptrdiff_t corner = job.dstY0 * dst.rowStep + job.dstX0;
+        const auto rowBytes = static_cast<int32_t>(dst.rowStep * static_cast<ptrdiff_t>(sizeof(Sample)));
+        copyPlane(dst.plane(firstPlane + k - 1) + corner, dst.plane(firstPlane + k) + corner, rowBytes,
+                  {job.dstWidth, job.dstHeight});
+    };
+    const bool oneTile = job.dstWidth <= mostColumns && job.dstHeight <= mostRows; // then while the plane is in the cache
     NearestColumns<Sample> columns;
     ptrdiff_t rowOffsets[mostRows];
 
@@ -119,22 +128,19 @@ void resizeNearest(const Volume<const Sample> &src, const ZyprVolumeExtent &exte
         for (int32_t y = job.dstY0, height; y < job.dstY1; y += height) {
             height = job.dstY1 - y < mostRows ? job.dstY1 - y : mostRows;
             for (int32_t i = 0; i < height; ++i) rowOffsets[i] = yAxis.nearest(y + i) * src.rowStep;
-            const ptrdiff_t corner = y * dst.rowStep + x;
-            const auto rowBytes = static_cast<int32_t>(dst.rowStep * static_cast<ptrdiff_t>(sizeof(Sample)));
-            int32_t previousIndex = -1;
             for (int32_t k = 0; k < planes.count; ++k) {
-                Sample *out = dst.plane(firstPlane + k) + corner;
-                const int32_t index = zAxis.nearest(firstPlane + k);
-                if (index == previousIndex) {
-                    copyPlane(dst.plane(firstPlane + k - 1) + corner, out, rowBytes, {width, height});
+                if (repeats(k)) {
+                    if (oneTile) repeatPlane(k);
                 } else {
-                    const Sample *plane = src.plane(index);
+                    const Sample *plane = src.plane(zAxis.nearest(firstPlane + k));
+                    Sample *out = dst.plane(firstPlane + k) + y * dst.rowStep + x;
                     for (int32_t i = 0; i < height; ++i, out += dst.rowStep) columns.gather(plane + rowOffsets[i], out);
                 }
-                previousIndex = index;
             }
         }
     }
+    for (int32_t k = 0; !oneTile && k < planes.count; ++k)
+        if (repeats(k)) repeatPlane(k);
 }
 
 } // namespace zypr

@@ -282,6 +282,20 @@ TEST(ResizeEdges, VolumesBeyondTwoGibibytesAreAddressedRightly) {
     munmap(to, planeStep * planes);
 }
 
+TEST(ResizeEdges, RepeatedPlanesOfNearestAreCopiedWholeSoThatLargeOnesAreSeenToBeLarge) {
+    const CoreProbeScope probe;
+    CoreProbe::cacheSize = 1 << 20;
+    const ZyprVolumeExtent extent{512, 1025, 2};
+    ResizeCase c{extent, whole(extent), {1, 1, 0, 1100, 2049, 5}, {{2, 2, 2.5}, {0, 0, 0}}, zyprInterNearest};
+    EXPECT_TRUE(resizesAsDefined<uint16_t>(c, VolumeForm::contiguous, 1)); // planes 1, 2 and 4 repeat the one before
+    EXPECT_EQ(CoreProbe::cacheQueries, 3);
+    EXPECT_TRUE(resizesAsDefined<uint8_t>(c, VolumeForm::planeArray, 2)); // rows of 1023 bytes never ask
+    EXPECT_EQ(CoreProbe::cacheQueries, 3);
+    c.dst.height = 900; // 2 x 1023 x 900 x 2 bytes are below 4194305
+    EXPECT_TRUE(resizesAsDefined<uint16_t>(c, VolumeForm::planeArray, 3));
+    EXPECT_EQ(CoreProbe::cacheQueries, 3);
+}
+
 TEST(ResizeThreads, EveryNumberOfThreadsGivesTheSameVoxels) {
     const CoreProbeScope probe;
     for (const ZyprInterpolation mode : {zyprInterNearest, zyprInterLinear, zyprInterCubicBC})
