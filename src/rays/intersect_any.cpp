@@ -131,7 +131,7 @@ void kdTestCachedOccluder(const Segments &s, int32_t k, int64_t first) {
     for (int y = 0; y < 4; ++y) {
         const int64_t row = first + y * s.width;
         const Int4 words = load<4>(s.mask + row);
-        const Meetings<4> meeting(s.scene.accel[k], segments<4, 1>(s, row), 0);
+        const Meetings<4> meeting = meetingsOf<4>(segments<4, 1>(s, row), 0, s.scene.accel[k]);
         const Mask4 live = meeting.inside & ~isNegative(words);
         if (none(live)) {
             if (y == 1) return;
@@ -161,7 +161,7 @@ template <int N, int packets> struct FirstOccluders {
             if (accel[k].axes == 0) continue;
             for (int i = 0; i < packets; ++i) {
                 if (!(present >> i & 1)) continue;
-                const Meetings<N> meeting(accel[k], group, i);
+                const Meetings<N> meeting = meetingsOf<N>(group, i, accel[k]);
                 const Mask<N> inside = meeting.inside & live[i];
                 if (N == 4 && none(inside)) continue; // of eight, some are inside as often as not
                 const Floats<N> t = meeting.num * refined(meeting.reciprocalOfDen(), meeting.den);

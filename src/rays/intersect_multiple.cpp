@@ -138,7 +138,7 @@ template <int N> struct NextHits : NearestHits<N> {
                 tested.add(k);
             }
             if (accel[k].axes == 0) continue;
-            const Meetings<N> meeting(accel[k], rays, 0);
+            const Meetings<N> meeting = meetingsOf<N>(rays, 0, accel[k]);
             if (none(meeting.inside)) continue;
             Mask<N> refused = earlier[0] == broadcast<N>(k);
             for (int i = 1; i < remembered; ++i) refused = refused | (earlier[i] == broadcast<N>(k));

@@ -1,7 +1,7 @@
 // The nearest hit of each ray: zyprIntersectMO_32f with one origin per ray, zyprIntersectEyeSO_32f with one for all.
 
 #include "frame/fronts.h"
-#include "rays/walk_lone.h"
+#include "rays/walk_flight.h"
 #include "rays/walk_ray.h"
 
 namespace zypr {
@@ -146,7 +146,7 @@ template <int N, int packets, class Group> struct NearestOfPackets {
             if (accel[k].axes == 0) continue;
             for (int i = 0; i < packets; ++i) {
                 if (!(present >> i & 1)) continue;
-                const Meetings<N> meeting(accel[k], group, i);
+                const Meetings<N> meeting = meetingsOf<N>(group, i, accel[k]);
                 // Of eight lanes some are inside as often as not: a branch would cost more than it saves.
                 if (N == 8 || any(meeting.inside)) hits[i].take(meeting, k, meeting.inside);
             }
@@ -169,98 +169,92 @@ public:
 
     // One row of a tile; the lanes that the mask leaves out can't accept a hit and keep their results.
     void kdWalkRays4(unsigned octant, int64_t row, Mask4 lanes) {
-        Query<4, 1> query;
+        Flight &walk = flying_.vacant();
         Progress<4> start[1];
-        if (prepare(query, start, octant, row, lanes) == 0) return;
-        // A lane with no distance to accept never becomes active: it does not enter the box, and whoever leaves a far child
-        // behind has an exit of at least its entry, which is at least 0.
-        const unsigned live = signBits(~(query.hits[0].best <= broadcast<4>(0.0f)));
-        if ((live & (live - 1)) == 0) return launchLone(query, start[0], __builtin_ctz(live), row, lanes);
-        kdWalkRays<4, 1>(scene_.root, query.group, start, 1, query);
-        storeHits<4>(results_, row, width_, lanes, query.hits[0]);
+        Float4 dist[1];
+        if (prepare<4, 1>(walk.group, start, dist, octant, row, lanes) == 0) return;
+        if (!isRegular(start[0], dist[0])) {
+            Query<4, 1> query;
+            query.group = walk.group;
+            query.accel = scene_.accel;
+            query.hits[0].best = dist[0];
+            kdWalkRays<4, 1>(scene_.root, query.group, start, 1, query);
+            storeHits<4>(results_, row, width_, lanes, query.hits[0]);
+            return;
+        }
+        const Float4 zero = broadcast<4>(0.0f);
+        walk.accel = scene_.accel;
+        walk.live = signBits(dist[0] > zero);
+        store(walk.best, dist[0]);
+        store(walk.weight0, zero);
+        store(walk.weight1, zero);
+        store(walk.triangle, broadcast<4>(noTriangle));
+        walk.results = results_;
+        walk.row = row;
+        walk.lanes = lanes;
+        walk.begin(scene_.root, start[0]);
+        flying_.launch();
     }
 
     // Two rows of a tile and then the other two.
     void kdWalkRays8(unsigned octant, int64_t first) {
         Query<8, 2> query;
         Progress<8> start[2];
-        const unsigned present = prepare(query, start, octant, first, allLanes<8>());
+        Float8 dist[2];
+        const unsigned present = prepare<8, 2>(query.group, start, dist, octant, first, allLanes<8>());
         if (present == 0) return;
+        query.accel = scene_.accel;
+        for (int i = 0; i < 2; ++i) query.hits[i].best = dist[i];
         kdWalkRays<8, 2>(scene_.root, query.group, start, present, query);
         for (int i = 0; i < 2; ++i)
             if (present >> i & 1) storeHits<8>(results_, first + 2 * i * width_, width_, allLanes<8>(), query.hits[i]);
     }
 
-    void finishLoneWalks() { lone_.finishAll(); }
+    void finishWalks() { flying_.finishAll(); }
 
 private:
-    template <int N, int packets>
-    using Query = NearestOfPackets<N, packets, RayGroup<N, packets, typename Origin::template Lanes<N, packets>>>;
+    template <int N, int packets> using Group = RayGroup<N, packets, typename Origin::template Lanes<N, packets>>;
+    template <int N, int packets> using Query = NearestOfPackets<N, packets, Group<N, packets>>;
 
     // Returns which packets have a lane that enters the box.
     template <int N, int packets>
-    unsigned prepare(Query<N, packets> &query, Progress<N> (&start)[packets], unsigned octant, int64_t first,
-                     Mask<N> lanes) const {
-        query.group.octant = octant;
-        query.accel = scene_.accel;
+    unsigned prepare(Group<N, packets> &group, Progress<N> (&start)[packets], Floats<N> (&dist)[packets], unsigned octant,
+                     int64_t first, Mask<N> lanes) const {
+        group.octant = octant;
         unsigned present = 0;
         for (int i = 0; i < packets; ++i) {
             const int64_t row = first + 2 * i * width_;
-            origin_.load(query.group.origins, i, row, width_);
+            origin_.load(group.origins, i, row, width_);
             for (int axis = 0; axis < 3; ++axis) {
-                query.group.direction[i][axis] = loadRows<N>(direction_[axis] + row, width_);
-                query.group.inverse[i][axis] = inverseOf<N>(query.group.direction[i][axis], 838860800.0f);
+                group.direction[i][axis] = loadRows<N>(direction_[axis] + row, width_);
+                group.inverse[i][axis] = inverseOf<N>(group.direction[i][axis], 838860800.0f);
             }
-            const Floats<N> dist = keep(lanes, loadRows<N>(results_.dist + row, width_));
-            const Intervals<N> t = boxIntervals<N>(*scene_.bound, query.group, i, dist);
-            query.hits[i].best = dist;
+            dist[i] = keep(lanes, loadRows<N>(results_.dist + row, width_));
+            const Intervals<N> t = boxIntervals<N>(*scene_.bound, group, i, dist[i]);
             start[i] = {t.t0, t.t1 + broadcast<N>(exitPad), t.t0 < t.t1};
             present |= static_cast<unsigned>(any(start[i].active)) << i;
         }
         return present;
     }
 
-    struct LoneQuery : Query<4, 1> {
+    struct FlightQuery : NearestOfLiveRays<8, Group<4, 1>> {
         Results results;
         int64_t row;
-        Mask4 lanes, lane; // whose results are written; which of them walks
-        Float4 dist;
+        Mask4 lanes; // whose results are written
 
         void finish() const {
-            const Float4 zero = broadcast<4>(0.0f);
-            const NearestHits<4> &found = this->hits[0];
             storeHits<4>(results, row, 0, lanes,
-                         {select(lane, found.best, dist), select(lane, found.weight0, zero), select(lane, found.weight1, zero),
-                          select(lane, found.triangle, broadcast<4>(noTriangle))});
+                         {load<4>(this->best), load<4>(this->weight0), load<4>(this->weight1), load<4>(this->triangle)});
         }
     };
-
-    void launchLone(const Query<4, 1> &query, const Progress<4> &start, int number, int64_t row, Mask4 lanes) {
-        const Int4 lane = broadcast<4>(number);
-        LoneWalk<LoneQuery> &walk = lone_.vacant();
-        walk.group.octant = query.group.octant;
-        spread(walk.group.origins, query.group.origins, lane);
-        for (int axis = 0; axis < 3; ++axis) {
-            walk.group.direction[0][axis] = permuted(query.group.direction[0][axis], lane);
-            walk.group.inverse[0][axis] = permuted(query.group.inverse[0][axis], lane);
-        }
-        walk.accel = query.accel;
-        walk.hits[0] = {permuted(query.hits[0].best, lane)};
-        walk.results = results_;
-        walk.row = row;
-        walk.lanes = lanes;
-        walk.lane = laneNumbers<4>() == lane;
-        walk.dist = query.hits[0].best;
-        walk.begin(scene_.root, permuted(start.t0, lane), permuted(start.t1, lane));
-        lone_.launch();
-    }
+    using Flight = FlyingWalk<FlightQuery>;
 
     const ZyprScene &scene_;
     const Origin &origin_;
     const float *const *direction_;
     Results results_;
     int64_t width_;
-    WalksInFlight<LoneWalk<LoneQuery>, 4> lone_;
+    WalksInFlight<Flight, 6> flying_;
 };
 
 template <class Origin>
@@ -275,7 +269,7 @@ void intersectTiles(const ZyprScene &scene, const Origin &origin, const float *c
             TileOctants(direction, first, width), first, width, [&](unsigned octant) { packets.kdWalkRays8(octant, first); },
             [&](unsigned octant, int64_t row, Mask4 lanes) { packets.kdWalkRays4(octant, row, lanes); });
     });
-    packets.finishLoneWalks();
+    packets.finishWalks();
 }
 
 } // namespace

@@ -12,6 +12,11 @@ namespace zypr {
 constexpr int stackPlaces = 52;
 
 inline bool isLeaf(const ZyprKDNode &node) { return static_cast<int32_t>(node.word0) < 0; }
+inline bool isEmptyLeaf(const ZyprKDNode &node) {
+    uint64_t words;
+    std::memcpy(&words, &node, sizeof words);
+    return words >> 31 == 1;
+}
 inline unsigned splitAxis(const ZyprKDNode &node) { return node.word0 & 3; }
 inline float splitValue(const ZyprKDNode &node) { return floatOf(node.word1); }
 

@@ -6,6 +6,7 @@
 
 #include "rays/bundle.h"
 #include "rays/kd_tree.h"
+#include "rays/meetings.h"
 
 namespace zypr {
 
@@ -13,21 +14,18 @@ namespace zypr {
 template <int N> struct CommonOrigins {
     Floats<N> point[3];
 
+    const Floats<N> (&of(int) const)[3] { return point; }
     Floats<N> distance(int, unsigned axis, float coordinate) const { return broadcast<N>(coordinate) - point[axis]; }
 };
 template <int N, int packets> struct OwnOrigins {
     Floats<N> points[packets][3];
 
+    const Floats<N> (&of(int packet) const)[3] { return points[packet]; }
+
     Floats<N> distance(int packet, unsigned axis, float coordinate) const {
         return broadcast<N>(coordinate) - points[packet][axis];
     }
 };
-
-// Spreads the origin of one lane over all.
-inline void spread(CommonOrigins<4> &to, const CommonOrigins<4> &from, Int4) { to = from; }
-inline void spread(OwnOrigins<4, 1> &to, const OwnOrigins<4, 1> &from, Int4 lane) {
-    for (int axis = 0; axis < 3; ++axis) to.points[0][axis] = permuted(from.points[0][axis], lane);
-}
 
 template <int N, int packets, class Origins> struct RayGroup {
     Origins origins;
@@ -150,32 +148,14 @@ void kdWalkRays(const ZyprKDNode *node, const Group &group, const Progress<N> (&
     }
 }
 
-// Where lanes meet a triangle's plane, all scaled by den: the distances and the weights of P0 and P1.
-template <int N> struct Meetings {
-    Floats<N> den, num, u0, u1;
-    Mask<N> inside;
-
-    template <class Group> Meetings(const ZyprTriangleAccel &accel, const Group &group, int packet) {
-        const unsigned c = accel.axes >> 4 & 3, p = accel.axes >> 2 & 3, q = accel.axes & 3;
-        const Floats<N> dp = group.direction[packet][p], dq = group.direction[packet][q];
-        const Floats<N> planeP = broadcast<N>(accel.planeP), planeQ = broadcast<N>(accel.planeQ);
-        den = fused(planeQ, dq, fused(planeP, dp, group.direction[packet][c]));
-        const Floats<N> ep = group.origins.distance(packet, p, accel.originP);
-        const Floats<N> eq = group.origins.distance(packet, q, accel.originQ);
-        const Floats<N> ec = group.origins.distance(packet, c, accel.originC);
-        num = fused(planeP, ep, fused(planeQ, eq, ec));
-        const Floats<N> gq = fusedDifference(num, dq, eq * den);
-        const Floats<N> gp = fusedDifference(num, dp, ep * den);
-        u0 = fusedDifference(broadcast<N>(accel.edgeBQ), gp, gq * broadcast<N>(accel.edgeBP));
-        u1 = fusedDifference(broadcast<N>(accel.edgeAP), gq, gp * broadcast<N>(accel.edgeAQ));
-        const Floats<N> w = den - u0 - u1;
-        const Floats<N> zero = broadcast<N>(0.0f);
-        inside = ~((w * u0 < zero) | (w * u1 < zero) | (u0 * u1 < zero)); // a NaN counts as inside
-    }
-
-    // Only lanes inside have one; the rest hold 0.
-    Floats<N> reciprocalOfDen() const { return keep(inside, reciprocalEstimate(den)); }
-};
+// Where the rays of a packet meet a triangle.
+template <int N, class Group> Meetings<N> meetingsOf(const Group &group, int packet, const ZyprTriangleAccel &accel) {
+    const unsigned c = accel.axes >> 4 & 3, p = accel.axes >> 2 & 3, q = accel.axes & 3;
+    const auto &d = group.direction[packet];
+    return Meetings<N>(inAllLanes<N>(accel), {d[c], d[p], d[q]},
+                       {group.origins.distance(packet, c, accel.originC), group.origins.distance(packet, p, accel.originP),
+                        group.origins.distance(packet, q, accel.originQ)});
+}
 
 // The nearest hit of each lane so far.
 template <int N> struct NearestHits {

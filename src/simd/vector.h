@@ -102,8 +102,9 @@ inline void fenceStores() { _mm_sfence(); }
 inline void prefetch(const void *p) { _mm_prefetch(static_cast<const char *>(p), _MM_HINT_T0); }
 
 inline float lane0(Float4 a) { return _mm_cvtss_f32(a.v); }
-// Every lane becomes the one that `lane` names in its place.
+// Every lane becomes the one that the two low bits of `lane` name in its place, among the four of its half.
 inline Float4 permuted(Float4 a, Int4 lane) { return {_mm_permutevar_ps(a.v, raw(lane))}; }
+inline Float8 permuted(Float8 a, Int8 lane) { return {_mm256_permutevar_ps(a.v, raw(lane))}; }
 
 // The lane numbers 0 to N - 1.
 template <int N> Ints<N> laneNumbers() {
@@ -186,6 +187,8 @@ template <int N> Ints<N> operator~(Ints<N> a) { return {~a.v}; }
 template <int N> Mask<N> operator&(Mask<N> a, Mask<N> b) { return {a.v & b.v}; }
 template <int N> Mask<N> operator|(Mask<N> a, Mask<N> b) { return {a.v | b.v}; }
 template <int N> Mask<N> operator~(Mask<N> a) { return {~a.v}; }
+
+template <int N> Ints<N> shiftedRight(Ints<N> a, int bits) { return {a.v >> bits}; } // the sign comes in
 
 // The float's bits AND NOT the word's bits.
 template <int N> Floats<N> withoutBits(Floats<N> a, Ints<N> word) { return floatsOf<N>({bitsOf(a).v & ~word.v}); }
