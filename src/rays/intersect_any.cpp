@@ -157,17 +157,27 @@ template <int N, int packets> struct FirstOccluders {
     Mask<N> remaining(int packet, Floats<N>) const { return live[packet]; }
 
     void visit(const LeafTriangles &triangles, unsigned present) {
+        if (present == (1u << packets) - 1)
+            visitWith<packets>(triangles, 0);
+        else
+            visitWith<1>(triangles, __builtin_ctz(present));
+    }
+
+private:
+    // `count` packets from the first one on.
+    template <int count> [[gnu::always_inline]] void visitWith(const LeafTriangles &triangles, int first) {
         for (const int32_t k : triangles) {
             if (accel[k].axes == 0) continue;
-            for (int i = 0; i < packets; ++i) {
-                if (!(present >> i & 1)) continue;
-                const Meetings<N> meeting = meetingsOf<N>(group, i, accel[k]);
-                const Mask<N> inside = meeting.inside & live[i];
+            Meetings<N> meetings[count];
+            for (int i = 0; i < count; ++i) meetings[i] = meetingsOf<N>(group, first + i, accel[k]);
+            for (int i = 0; i < count; ++i) {
+                Mask<N> &lanes = live[first + i];
+                const Mask<N> inside = meetings[i].inside & lanes;
                 if (N == 4 && none(inside)) continue; // of eight, some are inside as often as not
-                const Floats<N> t = meeting.num * refined(meeting.reciprocalOfDen(), meeting.den);
+                const Floats<N> t = meetings[i].num * refined(meetings[i].reciprocalOfDen(), meetings[i].den);
                 const Mask<N> hit = inside & withinSegment<N>(t);
-                triangle[i] = select(hit, broadcast<N>(k), triangle[i]);
-                live[i] = live[i] & ~hit;
+                triangle[first + i] = select(hit, broadcast<N>(k), triangle[first + i]);
+                lanes = lanes & ~hit;
             }
         }
     }

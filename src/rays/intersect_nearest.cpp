@@ -138,17 +138,26 @@ template <int N, int packets, class Group> struct NearestOfPackets {
     Mask<N> remaining(int packet, Floats<N> t1) const { return hits[packet].remaining(t1); }
 
     void visit(const LeafTriangles &triangles, unsigned present) {
+        if (present == (1u << packets) - 1)
+            visitWith<packets>(triangles, 0);
+        else
+            visitWith<1>(triangles, __builtin_ctz(present));
+    }
+
+private:
+    // `count` packets from the first one on.
+    template <int count> [[gnu::always_inline]] void visitWith(const LeafTriangles &triangles, int first) {
         for (const int32_t k : triangles) {
             if (N == 8) {
                 if (tested.has(k)) continue;
-                if (present == (1u << packets) - 1) tested.add(k);
+                if (count == packets) tested.add(k);
             }
             if (accel[k].axes == 0) continue;
-            for (int i = 0; i < packets; ++i) {
-                if (!(present >> i & 1)) continue;
-                const Meetings<N> meeting = meetingsOf<N>(group, i, accel[k]);
+            Meetings<N> meetings[count];
+            for (int i = 0; i < count; ++i) meetings[i] = meetingsOf<N>(group, first + i, accel[k]);
+            for (int i = 0; i < count; ++i) {
                 // Of eight lanes some are inside as often as not: a branch would cost more than it saves.
-                if (N == 8 || any(meeting.inside)) hits[i].take(meeting, k, meeting.inside);
+                if (N == 8 || any(meetings[i].inside)) hits[first + i].take(meetings[i], k, meetings[i].inside);
             }
         }
     }

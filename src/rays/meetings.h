@@ -59,8 +59,9 @@ template <int N> struct Meetings {
     Floats<N> den, num, u0, u1;
     Mask<N> inside;
 
+    Meetings() = default;
     // d is the direction; e leads from the origin to P2.
-    Meetings(const TriangleLanes<N> &k, AlongAxes<N> d, AlongAxes<N> e) {
+    [[gnu::always_inline]] Meetings(const TriangleLanes<N> &k, AlongAxes<N> d, AlongAxes<N> e) {
         den = fused(k.planeQ, d.q, fused(k.planeP, d.p, d.c));
         num = fused(k.planeP, e.p, fused(k.planeQ, e.q, e.c));
         const Floats<N> gq = fusedDifference(num, d.q, e.q * den);

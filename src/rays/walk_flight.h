@@ -60,8 +60,9 @@ private:
     }
 };
 
-// Whether no ray that may become active has an interval that ends before it begins. A ray with no distance to accept never does:
-// it does not enter the box, and whoever leaves a far child behind has an exit of at least its entry, which is at least 0.
+// Whether no ray that may become active has an interval that ends before it begins. A ray with no distance to accept never
+// does: it does not enter the box, and whoever leaves a far child behind has an exit of at least its entry, which is at least
+// 0.
 inline bool isRegular(const Progress<4> &start, Float4 best) {
     return all((start.t0 <= start.t1) | (best <= broadcast<4>(0.0f)));
 }

@@ -149,7 +149,8 @@ void kdWalkRays(const ZyprKDNode *node, const Group &group, const Progress<N> (&
 }
 
 // Where the rays of a packet meet a triangle.
-template <int N, class Group> Meetings<N> meetingsOf(const Group &group, int packet, const ZyprTriangleAccel &accel) {
+template <int N, class Group>
+[[gnu::always_inline]] inline Meetings<N> meetingsOf(const Group &group, int packet, const ZyprTriangleAccel &accel) {
     const unsigned c = accel.axes >> 4 & 3, p = accel.axes >> 2 & 3, q = accel.axes & 3;
     const auto &d = group.direction[packet];
     return Meetings<N>(inAllLanes<N>(accel), {d[c], d[p], d[q]},
@@ -166,7 +167,7 @@ template <int N> struct NearestHits {
     Mask<N> remaining(Floats<N> t1) const { return t1 < best; }
 
     // Takes triangle k in those of the lanes that meet it nearer than what they have.
-    void take(const Meetings<N> &meeting, int32_t k, Mask<N> lanes) {
+    [[gnu::always_inline]] void take(const Meetings<N> &meeting, int32_t k, Mask<N> lanes) {
         const Floats<N> r = refined(meeting.reciprocalOfDen(), meeting.den);
         const Floats<N> t = meeting.num * r;
         const Mask<N> hit = lanes & (t < best) & (t > broadcast<N>(0.0f));
