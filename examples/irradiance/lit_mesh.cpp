@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "support/progress.h"
+#include "support/threads.h"
 #include "zypr_support.h"
 
 namespace irradiance {
@@ -112,15 +113,16 @@ void trace(const Scene &scene, const Camera &camera, const Vector &planeBase, in
 } // namespace
 
 std::vector<float> litMesh(examples::Mesh mesh, const View &view, const Panorama &background, const Harmonics &irradiance,
-                           bool quiet) {
+                           int32_t threads, bool quiet) {
     const Scene scene(std::move(mesh));
     const Camera camera(view);
-    Tile tile;
+    std::vector<Tile> tiles(static_cast<size_t>(threads));
     std::vector<float> image(static_cast<size_t>(view.width) * static_cast<size_t>(view.height) * 3);
     const int32_t tilesX = (view.width + edge - 1) / edge, tilesY = (view.height + edge - 1) / edge;
     examples::Progress progress("lighting", tilesX * tilesY, quiet);
     const auto roundedUpToFours = [](int32_t a) { return (a + 3) / 4 * 4; };
-    for (int32_t t = 0; t < tilesX * tilesY; ++t) {
+    examples::shareOut(threads, tilesX * tilesY, [&](int32_t thread, int32_t t) {
+        Tile &tile = tiles[static_cast<size_t>(thread)];
         const int32_t tileX = t % tilesX, tileY = t / tilesX;
         const int32_t width = std::min(edge, view.width - tileX * edge), height = std::min(edge, view.height - tileY * edge);
         const ZyprBundleSize size = {roundedUpToFours(width), roundedUpToFours(height)};
@@ -150,7 +152,7 @@ std::vector<float> litMesh(examples::Mesh mesh, const View &view, const Panorama
             }
         }
         progress.add();
-    }
+    });
     return image;
 }
 

@@ -17,6 +17,6 @@ struct View {
 
 // Linear red, green and blue, row by row. Throws std::runtime_error.
 std::vector<float> litMesh(examples::Mesh mesh, const View &view, const Panorama &background, const Harmonics &irradiance,
-                           bool quiet);
+                           int32_t threads, bool quiet);
 
 } // namespace irradiance

@@ -16,6 +16,7 @@ struct Settings {
     std::string meshPath, picturePath, stripPath, panoramaPath;
     uint32_t order = 4;
     float exposure = 1;
+    int32_t threads = 0;
     bool quiet = false;
     View view;
 };
@@ -29,6 +30,7 @@ void addOptions(CLI::App &app, Settings &s) {
                    "PNG file with the environment over longitude and latitude; an afternoon in the open without it");
     app.add_option("--order", s.order, "Highest band of the light")->check(between(2, 8))->capture_default_str();
     app.add_option("--exposure", s.exposure, "Factor of all brightness")->check(between(1e-4f, 1e4f))->capture_default_str();
+    examples::addThreadsOption(app, s.threads);
     examples::addQuietOption(app, s.quiet);
 
     const auto camera = [&](auto *option) { option->group("Camera")->capture_default_str(); };
@@ -84,19 +86,21 @@ examples::Picture strip(const Panorama &environment, const Harmonics &light, flo
 void run(const Settings &s) {
     examples::checkWritable(s.picturePath);
     if (!s.stripPath.empty()) examples::checkWritable(s.stripPath);
+    const int32_t threads = examples::useThreads(s.threads);
     examples::Mesh mesh = examples::importMesh(s.meshPath);
     const Panorama environment = s.panoramaPath.empty() ? afternoon(1024, 512) : readPanorama(s.panoramaPath);
     const Harmonics light(environment, highestOrder);
 
     const int32_t triangles = mesh.triangleCount();
-    const std::vector<float> image = litMesh(std::move(mesh), s.view, environment, light.upTo(s.order).irradiance(), s.quiet);
+    const std::vector<float> image =
+        litMesh(std::move(mesh), s.view, environment, light.upTo(s.order).irradiance(), threads, s.quiet);
     examples::Picture picture(s.view.width, s.view.height);
     std::transform(image.begin(), image.end(), picture.samples.begin(),
                    [&](float sample) { return examples::srgbSample(s.exposure * sample); });
     examples::writePng(picture, s.picturePath);
     if (!s.stripPath.empty()) examples::writePng(strip(environment, light, s.exposure), s.stripPath);
-    std::printf("%d triangles lit by %u bands of a %d x %d environment\n", triangles, s.order + 1, environment.width,
-                environment.height);
+    std::printf("%d triangles lit by %u bands of a %d x %d environment on %s\n", triangles, s.order + 1, environment.width,
+                environment.height, examples::threadsText(threads).c_str());
 }
 
 } // namespace

@@ -1,12 +1,10 @@
 #include "render.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <system_error>
-#include <thread>
 
 #include "support/progress.h"
+#include "support/threads.h"
 
 namespace render {
 namespace {
@@ -24,26 +22,13 @@ RenderResult traceImage(const Scene &scene, const Settings &settings, int32_t th
     const int32_t tiles = tilesX * tilesY;
 
     examples::Progress progress("tracing", tiles, settings.quiet);
-    std::atomic<int32_t> nextTile{0};
     std::vector<TileTracer> tracers;
     tracers.reserve(static_cast<size_t>(std::min(threads, tiles)));
     while (tracers.size() < static_cast<size_t>(std::min(threads, tiles))) tracers.emplace_back(scene, settings);
-    const auto work = [&](TileTracer &tracer) {
-        for (int32_t tile; (tile = nextTile++) < tiles;) {
-            tracer.trace(tile % tilesX, tile / tilesX, result.image);
-            progress.add();
-        }
-    };
-    std::vector<std::thread> helpers;
-    for (size_t i = 1; i < tracers.size(); ++i) {
-        try {
-            helpers.emplace_back(work, std::ref(tracers[i]));
-        } catch (const std::system_error &) {
-            break; // the threads that there are do all the tiles
-        }
-    }
-    work(tracers[0]);
-    for (std::thread &helper : helpers) helper.join();
+    examples::shareOut(threads, tiles, [&](int32_t thread, int32_t tile) {
+        tracers[static_cast<size_t>(thread)].trace(tile % tilesX, tile / tilesX, result.image);
+        progress.add();
+    });
 
     for (const TileTracer &tracer : tracers) {
         result.counts.eye += tracer.counts().eye;

@@ -6,8 +6,10 @@
 #include <numbers>
 #include <stdexcept>
 
+#include "support/threads.h"
 #include "volume/framed.h"
 #include "volume/grid.h"
+#include "zypcore.h"
 #include "zypr_support.h"
 
 namespace volume {
@@ -35,13 +37,14 @@ private:
 // Fills `maps` with the displacements of a grid's planes from `first` on; they are zero before.
 using Displace = std::function<void(int32_t first, int32_t planes, Maps &maps)>;
 
-// Calls action(index, number of the voxel) for the voxels of some planes of a grid.
+// Calls action(index, number of the voxel) for the voxels of some planes of a grid, on the library's number of threads.
 template <class Action> void forVoxels(const Extent &grid, int32_t first, int32_t planes, const Action &action) {
-    size_t index = 0;
-    for (int32_t z = first; z < first + planes; ++z)
+    examples::shareOut(zypGetNumThreads(), planes, [&](int32_t, int32_t plane) {
+        size_t index = grid.planeVoxels() * static_cast<size_t>(plane);
+        const double z = first + plane;
         for (int32_t y = 0; y < grid.height; ++y)
-            for (int32_t x = 0; x < grid.width; ++x)
-                action(index++, Point{static_cast<double>(x), static_cast<double>(y), static_cast<double>(z)});
+            for (int32_t x = 0; x < grid.width; ++x) action(index++, Point{static_cast<double>(x), static_cast<double>(y), z});
+    });
 }
 
 // The vectors of a file, linear between its voxels and none beyond them.
