@@ -38,6 +38,13 @@ int32_t bufferBytes(const ZyprVoxelCuboid &dst, ZyprInterpolation mode) {
     return static_cast<int32_t>(bufferBytesPerThread(dst, mode) * static_cast<uint32_t>(ownGetNumThreads()));
 }
 
+// What a resize on the calling thread may use: one thread's part, which needs no asking for the count, unless the cuboid is so
+// large that the sum over some threads might wrap to less than that.
+int32_t serialBufferBytes(const ZyprVoxelCuboid &dst, ZyprInterpolation mode) {
+    const uint32_t bytes = bufferBytesPerThread(dst, mode);
+    return bytes <= 4u << 20 ? static_cast<int32_t>(bytes) : bufferBytes(dst, mode);
+}
+
 template <class Sample> struct ResizeRequest {
     Volume<const Sample> src;
     ZyprVolumeExtent extent;
@@ -59,7 +66,8 @@ void resizePlanes(const ResizeRequest<Sample> &request, const TeamShare &planes,
 
 template <class Sample>
 zypStatus resizeSerially(const ResizeRequest<Sample> &request, const ZyprVoxelCuboid &dstCuboid, uint8_t *buffer) {
-    resizePlanes(request, TeamShare{0, request.job.dstDepth}, scratchSlice(buffer, bufferBytes(dstCuboid, request.mode), 0, 1));
+    const int32_t bytes = serialBufferBytes(dstCuboid, request.mode);
+    resizePlanes(request, TeamShare{0, request.job.dstDepth}, scratchSlice(buffer, bytes, 0, 1));
     return zypStsNoErr;
 }
 

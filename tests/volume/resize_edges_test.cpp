@@ -308,6 +308,26 @@ TEST(ResizeThreads, EveryNumberOfThreadsGivesTheSameVoxels) {
             }
 }
 
+TEST(ResizeThreads, OnlyTheContiguousFloatsAskForTheirNumber) {
+    const CoreProbeScope probe;
+    CoreProbe::threads = 3;
+    for (const ZyprInterpolation mode : allModes) {
+        const ZyprVolumeExtent extent{17, 18, 19};
+        const ResizeCase c{extent, whole(extent), whole(extent), {{1, 1, 1}, {0, 0, 0}}, mode};
+        const auto queries = [&](auto sample, VolumeForm form) {
+            CoreProbe::threadQueries = 0;
+            EXPECT_TRUE(resizesAsDefined<decltype(sample)>(c, form, 1));
+            return CoreProbe::threadQueries - 1; // one by the size query
+        };
+        EXPECT_EQ(queries(uint8_t{}, VolumeForm::contiguous), 0);
+        EXPECT_EQ(queries(uint8_t{}, VolumeForm::planeArray), 0);
+        EXPECT_EQ(queries(uint16_t{}, VolumeForm::contiguous), 0);
+        EXPECT_EQ(queries(uint16_t{}, VolumeForm::planeArray), 0);
+        EXPECT_EQ(queries(float{}, VolumeForm::planeArray), 0);
+        EXPECT_GT(queries(float{}, VolumeForm::contiguous), 0);
+    }
+}
+
 TEST(ResizeScratch, BuffersOfTheReportedSizeServeLargePlanes) {
     const CoreProbeScope probe;
     for (const ZyprInterpolation mode : {zyprInterLinear, zyprInterCubicLagrange})
