@@ -51,7 +51,6 @@ Harmonics::Harmonics(uint32_t order) : order_(order) {
     check(zyprSHGetSize_32f(order, zyprSHRecurrence, &size), "spherical harmonics");
     state_ = std::make_shared<examples::AlignedArray<unsigned char>>(size);
     check(zyprSHInit_32f(reinterpret_cast<ZyprSHState *>(state_->data()), order, zyprSHRecurrence), "spherical harmonics");
-    for (auto &vector : coefficients_) vector.assign(functionCount(order), 0.0f);
 }
 
 Harmonics::Harmonics(const Panorama &panorama, uint32_t order) : Harmonics(order) {

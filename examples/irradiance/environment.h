@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "panorama.h"
 #include "support/arrays.h"
@@ -36,13 +35,16 @@ public:
     Panorama panorama(int32_t width, int32_t height) const;
 
 private:
+    // Sums go by the address, so that a fixed alignment makes pictures the same in every run.
+    struct alignas(64) Coefficients : std::array<float, size_t{highestOrder + 1} * (highestOrder + 1)> {};
+
     explicit Harmonics(uint32_t order);
 
     const ZyprSHState *state() const { return reinterpret_cast<const ZyprSHState *>(state_->data()); }
 
     uint32_t order_;
     std::shared_ptr<examples::AlignedArray<unsigned char>> state_; // points into itself, so that copies share it
-    std::array<std::vector<float>, 3> coefficients_;
+    std::array<Coefficients, 3> coefficients_{};
 };
 
 } // namespace irradiance
