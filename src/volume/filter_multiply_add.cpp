@@ -76,8 +76,11 @@ struct PackedKernel {
     int32_t height, depth;
 };
 
+// Loads are the limit here, so the samples that two products share stay in a register: compilers would load them for each.
 Int8 loadSamples(const int16_t *p) {
-    return {reinterpret_cast<int8Register>(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)))};
+    __m256i samples = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+    __asm__("" : "+x"(samples));
+    return {reinterpret_cast<int8Register>(samples)};
 }
 Int8 pairProducts(Int8 samples, Int8 coefficients) {
     return {reinterpret_cast<int8Register>(_mm256_madd_epi16(raw(samples), raw(coefficients)))};
