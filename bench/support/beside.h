@@ -4,11 +4,11 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <vector>
+
+#include "support/timings.h"
 
 namespace zypr::bench {
 
@@ -24,29 +24,6 @@ public:
 
 private:
     std::vector<char> from_, to_;
-};
-
-// The seconds of calls of one function.
-class Timings {
-public:
-    // Times `calls` calls together; returns the seconds for one.
-    template <class Function> double measure(int calls, Function &function) {
-        using Clock = std::chrono::steady_clock;
-        const Clock::time_point begin = Clock::now();
-        for (int k = 0; k < calls; ++k) function();
-        const double seconds = std::chrono::duration<double>(Clock::now() - begin).count() / calls;
-        seconds_.push_back(seconds);
-        return seconds;
-    }
-    double median() {
-        if (seconds_.empty()) return 0;
-        const auto middle = seconds_.begin() + static_cast<ptrdiff_t>(seconds_.size() / 2);
-        std::nth_element(seconds_.begin(), middle, seconds_.end());
-        return *middle;
-    }
-
-private:
-    std::vector<double> seconds_;
 };
 
 // The body of a benchmark registered with UseManualTime. `bytes` is what one call of the kernel reads and writes. Beside the
