@@ -17,6 +17,7 @@ public:
     Scipy &operator=(const Scipy &) = delete;
 
     bool isThere() const { return isThere_; }
+    const std::string &directory() const { return directory_; } // of this run alone
 
     // Keeps the bytes for the script; returns the file's path.
     std::string save(const std::string &name, const void *data, size_t bytes) const;

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 
+#include "support/timings.h"
 #include "warp_task.h"
 
 namespace {
@@ -38,7 +39,7 @@ const Displacements *displacements() {
     return field;
 }
 
-template <class Image> Contestant contestant(itk::ImageToImageFilter<Image, Image> *filter, int threads) {
+template <class Image> WarpContestant contestant(itk::ImageToImageFilter<Image, Image> *filter, int threads) {
     filter->SetNumberOfWorkUnits(static_cast<unsigned>(threads));
     const itk::SmartPointer<itk::ImageToImageFilter<Image, Image>> kept = filter;
     return {[kept, threads] {
@@ -52,7 +53,7 @@ template <class Image> Contestant contestant(itk::ImageToImageFilter<Image, Imag
             }};
 }
 
-std::optional<Contestant> itkContestant(const Task &task) {
+std::optional<WarpContestant> itkContestant(const Task &task) {
     if (task.mode.interpolation != zyprInterNearest && task.mode.interpolation != zyprInterLinear) return {};
     return withElement(task.element, [&](auto sample) {
         using Sample = decltype(sample);

@@ -1,6 +1,5 @@
 #include "warp_task.h"
 
-#include <chrono>
 #include <cmath>
 
 #include "support/head_volume.h"
@@ -63,13 +62,6 @@ template const std::vector<float> &sourceVoxels();
 std::vector<Peer> &peers() {
     static std::vector<Peer> all;
     return all;
-}
-
-double secondsOf(const std::function<void()> &work) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point begin = Clock::now();
-    work();
-    return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
 } // namespace zypr::bench

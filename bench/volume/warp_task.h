@@ -47,11 +47,11 @@ const double *inverseMatrix();
 const std::vector<float> &sourceMap(int axis);
 
 // One way to do a task.
-struct Contestant {
+struct WarpContestant {
     std::function<double()> run; // once; returns the seconds
     std::function<std::vector<float>()> result;
 };
-using ContestantMaker = std::optional<Contestant> (*)(const Task &); // nothing where it has no such mode
+using ContestantMaker = std::optional<WarpContestant> (*)(const Task &); // nothing where it has no such mode
 
 // The peers that this program was built with; each file of a peer adds its own.
 struct Peer {
@@ -62,7 +62,5 @@ std::vector<Peer> &peers();
 struct PeerAdded {
     PeerAdded(const char *name, ContestantMaker make) { peers().push_back({name, make}); }
 };
-
-double secondsOf(const std::function<void()> &work);
 
 } // namespace zypr::bench

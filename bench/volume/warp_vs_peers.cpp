@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 
+#include "support/timings.h"
 #include "warp_task.h"
 #include "zypcore.h"
 
@@ -48,7 +49,7 @@ template <class Sample, class Function> void remap(Function function, std::vecto
              planesOf(sourceMap(1)).data(), planesOf(sourceMap(2)).data(), width * 4, planesOf(to).data(), step, &extent, mode);
 }
 
-Contestant own(const Task &task) {
+WarpContestant own(const Task &task) {
     return withElement(task.element, [&](auto sample) {
         using Sample = decltype(sample);
         const auto to = std::make_shared<std::vector<Sample>>(voxelCount);
@@ -61,18 +62,12 @@ Contestant own(const Task &task) {
             else
                 task.isRemap ? remap(zyprRemap_32f_C1PV, *to, mode) : warp(zyprWarpAffine_32f_C1PV, *to, mode);
         };
-        return Contestant{[work, threads = task.threads] {
-                              zypSetNumThreads(threads);
-                              return secondsOf(work);
-                          },
-                          [to] { return std::vector<float>(to->begin(), to->end()); }};
+        return WarpContestant{[work, threads = task.threads] {
+                                  zypSetNumThreads(threads);
+                                  return secondsOf(work);
+                              },
+                              [to] { return std::vector<float>(to->begin(), to->end()); }};
     });
-}
-
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
 }
 
 double percentAgreeing(const Task &task, const std::vector<float> &a, const std::vector<float> &b) {
@@ -95,21 +90,21 @@ double percentAgreeing(const Task &task, const std::vector<float> &a, const std:
 
 void measure(const Task &task, const std::string &name) {
     constexpr int rounds = 5;
-    const Contestant ours = own(task);
-    std::vector<std::optional<Contestant>> theirs;
+    const WarpContestant ours = own(task);
+    std::vector<std::optional<WarpContestant>> theirs;
     for (const Peer &peer : peers()) theirs.push_back(peer.make(task));
     if (std::none_of(theirs.begin(), theirs.end(), [](const auto &one) { return one.has_value(); })) theirs.clear();
 
-    std::vector<double> ownSeconds;
-    std::vector<std::vector<double>> peerSeconds(theirs.size());
+    Timings ownTimings;
+    std::vector<Timings> peerTimings(theirs.size());
     std::string agreement;
     for (int round = -1; round < rounds; ++round) { // one to warm up
         const double seconds = ours.run();
-        if (round >= 0) ownSeconds.push_back(seconds);
+        if (round >= 0) ownTimings.add(seconds);
         for (size_t k = 0; k < theirs.size(); ++k) {
             if (!theirs[k]) continue;
             const double peer = theirs[k]->run();
-            if (round >= 0) peerSeconds[k].push_back(peer);
+            if (round >= 0) peerTimings[k].add(peer);
             if (round >= 0) continue;
             char text[64];
             std::snprintf(text, sizeof text, "  %s %.3f%%", peers()[k].name,
@@ -117,12 +112,12 @@ void measure(const Task &task, const std::string &name) {
             agreement += text;
         }
     }
-    std::printf("%-32s %8.2f", name.c_str(), 1e3 * median(ownSeconds));
-    for (const auto &seconds : peerSeconds) {
-        if (seconds.empty())
+    std::printf("%-32s %8.2f", name.c_str(), 1e3 * ownTimings.median());
+    for (Timings &timings : peerTimings) {
+        if (timings.median() == 0)
             std::printf(" %10s %6s", "-", "-");
         else
-            std::printf(" %10.2f %6.2f", 1e3 * median(seconds), median(seconds) / median(ownSeconds));
+            std::printf(" %10.2f %6.2f", 1e3 * timings.median(), timings.median() / ownTimings.median());
     }
     std::printf(" %s\n", agreement.c_str());
     std::fflush(stdout);

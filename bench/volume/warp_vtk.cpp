@@ -9,6 +9,7 @@
 
 #include <algorithm>
 
+#include "support/timings.h"
 #include "warp_task.h"
 
 namespace {
@@ -38,7 +39,7 @@ vtkGridTransform *displacements() {
     return transform;
 }
 
-std::optional<Contestant> vtkContestant(const Task &task) {
+std::optional<WarpContestant> vtkContestant(const Task &task) {
     const ZyprInterpolation mode = task.mode.interpolation;
     if (mode == zyprInterCubicBSpline) return {};
     return withElement(task.element, [&](auto sample) {
@@ -65,15 +66,15 @@ std::optional<Contestant> vtkContestant(const Task &task) {
             for (int k = 0; k < 12; ++k) matrix->SetElement(k / 4, k % 4, inverseMatrix()[k]);
             reslice->SetResliceAxes(matrix);
         }
-        return Contestant{[reslice, threads = task.threads] {
-                              vtkMultiThreader::SetGlobalMaximumNumberOfThreads(threads);
-                              reslice->Modified();
-                              return secondsOf([&] { reslice->Update(); });
-                          },
-                          [reslice] {
-                              const auto *voxels = static_cast<const Sample *>(reslice->GetOutput()->GetScalarPointer());
-                              return std::vector<float>(voxels, voxels + voxelCount);
-                          }};
+        return WarpContestant{[reslice, threads = task.threads] {
+                                  vtkMultiThreader::SetGlobalMaximumNumberOfThreads(threads);
+                                  reslice->Modified();
+                                  return secondsOf([&] { reslice->Update(); });
+                              },
+                              [reslice] {
+                                  const auto *voxels = static_cast<const Sample *>(reslice->GetOutput()->GetScalarPointer());
+                                  return std::vector<float>(voxels, voxels + voxelCount);
+                              }};
     });
 }
 
