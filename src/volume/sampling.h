@@ -27,12 +27,13 @@ SampledRegion<Sample> sampledRegion(const Sample *const *planes, int32_t byteRow
     return {planes, samplesOf<Sample>(byteRowStep), {x, y, z, inner(x), inner(y), inner(z)}};
 }
 
-// Eight voxels of which some are outside, on an edge, or past the row's end.
-template <class Sample, class Kernel, class Positions>
-[[gnu::noinline]] void sampleSome(const SampledRegion<Sample> &src, const Kernel &kernel, Positions positions, Mask8 lanes,
+// Eight voxels of which some are outside, on an edge, or past the row's end. `row` stands before them.
+template <class Sample, class Kernel, class Row, class Lanes>
+[[gnu::noinline]] void sampleSome(const SampledRegion<Sample> &src, const Kernel &kernel, Row row, ptrdiff_t i, Lanes lanes,
                                   Sample *dst) {
+    const auto positions = row.next(i, lanes);
     const Gate gate = positions.gate(src.bounds);
-    const Mask8 counting = lanes & gate.counting, inner = counting & gate.inner;
+    const Mask8 counting = lanes.among(gate.counting), inner = counting & gate.inner;
     if (none(counting)) return;
     EightPlaces places = kernel.places(positions);
     alignas(32) int32_t edge[8] = {};
@@ -47,7 +48,7 @@ template <class Sample, class Kernel, class Positions>
         places.repeatFirst(inner);
         results = select(inner, kernel.inner(src, places), results);
     }
-    storeSamples(dst, counting, results);
+    storeSamples(dst + i, counting, results);
 }
 
 // Voxels whose position is outside the region, or not a number, keep their value.
@@ -55,13 +56,15 @@ template <class Sample, class Kernel, class Row>
 void sampleRow(const SampledRegion<Sample> &source, const Kernel &kernel, Row row, Sample *dst, int32_t width) {
     const SampledRegion<Sample> src = source; // no store to dst can change this one
     forGroups(0, width, [&](ptrdiff_t i, auto lanes) {
-        prefetch(src.near(row.ahead(i)));
+        constexpr ptrdiff_t halfLine = 32 / sizeof(Sample);
+        if (i % halfLine == 0) prefetch(src.near(row.ahead(i)));
+        const Row before = row;
         const auto positions = row.next(i, lanes);
         constexpr bool isWhole = std::is_same_v<decltype(lanes), AllLanes>; // else voxels past the row's end would be read
         if (isWhole && positions.allInner(src.bounds))
-            storeSamples(dst + i, allLanes<8>(), kernel.inner(src, kernel.places(positions)));
+            storeSamples(dst + i, kernel.inner(src, kernel.places(positions)));
         else if (!positions.allOutside(src.bounds))
-            sampleSome(source, kernel, positions, lanes.among(allLanes<8>()), dst + i);
+            sampleSome(source, kernel, before, i, lanes, dst);
     });
 }
 

@@ -61,23 +61,27 @@ template <class Sample> int32_t rounded(float a) {
         return roundedToNearest(a);
 }
 
-// Stores the lanes of the mask, of each integer the low bits. Rows may lie at any address.
-template <class Sample> void storeSamples(Sample *dst, Mask8 lanes, Int8 a) {
+// Stores the low bits of each integer. Rows may lie at any address.
+template <class Sample> void storeSamples(Sample *dst, Int8 a) {
     if constexpr (sizeof(Sample) == 4) {
-        store(reinterpret_cast<int32_t *>(dst), lanes, a);
-    } else if (all(lanes)) {
+        store(reinterpret_cast<int32_t *>(dst), a);
+    } else {
         const __m256i lowBits = _mm256_and_si256(raw(a), _mm256_set1_epi32(static_cast<Sample>(-1)));
         const __m128i words = _mm_packus_epi32(_mm256_castsi256_si128(lowBits), _mm256_extracti128_si256(lowBits, 1));
         if constexpr (sizeof(Sample) == 2)
             _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), words);
         else
             _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), _mm_packus_epi16(words, words));
-    } else {
-        for (unsigned left = signBits(lanes); left != 0; left &= left - 1) {
-            const int lane = __builtin_ctz(left);
-            const auto sample = static_cast<Sample>(a.v[lane]);
-            std::memcpy(dst + lane, &sample, sizeof sample);
-        }
+    }
+}
+
+// The same for the lanes of the mask.
+template <class Sample> void storeSamples(Sample *dst, Mask8 lanes, Int8 a) {
+    if constexpr (sizeof(Sample) == 4) return store(reinterpret_cast<int32_t *>(dst), lanes, a);
+    for (unsigned left = signBits(lanes); left != 0; left &= left - 1) {
+        const int lane = __builtin_ctz(left);
+        const auto sample = static_cast<Sample>(a.v[lane]);
+        std::memcpy(dst + lane, &sample, sizeof sample);
     }
 }
 
@@ -88,7 +92,7 @@ struct NearestKernel {
 
     template <class Sample> Int8 inner(const SampledRegion<Sample> &src, const EightPlaces &places) const {
         const EightOffsets offset(places.x, places.y, src.rowStep);
-        const auto at = [&](int lane) { return src.planes[places.z.v[lane]][offset[lane]]; };
+        const auto at = [&](int lane) { return src.planes[static_cast<uint32_t>(places.z.v[lane])][offset[lane]]; };
         if constexpr (std::is_same_v<Sample, float>)
             return bitsOf(Float8{_mm256_setr_ps(at(0), at(1), at(2), at(3), at(4), at(5), at(6), at(7))});
         else
@@ -154,7 +158,7 @@ struct TrilinearKernel {
 #pragma GCC unroll 8
         for (int lane = 0; lane < 8; ++lane) {
             for (int plane = 0; plane < 2; ++plane) {
-                from[plane][0][lane] = src.planes[places.z.v[lane] + plane] + offset[lane];
+                from[plane][0][lane] = (src.planes + plane)[static_cast<uint32_t>(places.z.v[lane])] + offset[lane];
                 from[plane][1][lane] = from[plane][0][lane] + src.rowStep;
             }
         }
