@@ -1,4 +1,4 @@
-// The plane remaps: their checks, and the loop over positions read from two maps.
+// The plane remap: its checks, and the loop over positions read from two maps.
 
 #include "plane/remap.h"
 
@@ -160,49 +160,35 @@ uint32_t loweredMode(uint32_t mode, ZyprPlaneSize size) {
     return mode;
 }
 
+} // namespace
+
 template <class Sample>
 zypStatus planeRemap(const Sample *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep, ZyprPlaneRect *srcRect,
-                     const Target<Sample> &dst, uint32_t interpolation) {
+                     const float *xMap, int32_t xMapRowStep, const float *yMap, int32_t yMapRowStep, Sample *dstPlane,
+                     int32_t dstRowStep, ZyprPlaneSize dstPlaneSize, uint32_t interpolation) {
     const uint32_t mode = interpolation & ~zyprSmoothEdgeFlag;
-    if (srcPlane == nullptr || dst.plane == nullptr || dst.xMap == nullptr || dst.yMap == nullptr) return zypStsNullPtrErr;
+    if (srcPlane == nullptr || dstPlane == nullptr || xMap == nullptr || yMap == nullptr) return zypStsNullPtrErr;
     if (srcPlaneSize.width <= 0 || srcPlaneSize.height <= 0) return zypStsSizeErr;
     if (srcRect->x < 0 || srcRect->y < 0 || srcRect->width <= 0 || srcRect->height <= 0) return zypStsSizeErr;
-    if (dst.size.width <= 0 || dst.size.height <= 0) return zypStsSizeErr;
+    if (dstPlaneSize.width <= 0 || dstPlaneSize.height <= 0) return zypStsSizeErr;
     if (!isPlaneMode(mode)) return zypStsInterpolationModeErr;
-    if (srcRowStep <= 0 || dst.rowStep <= 0 || dst.xMapRowStep < 1 || dst.yMapRowStep < 1) return zypStsRowStepErr;
+    if (srcRowStep <= 0 || dstRowStep <= 0 || xMapRowStep < 1 || yMapRowStep < 1) return zypStsRowStepErr;
     if (srcPlaneSize.width <= srcRect->x || srcPlaneSize.height <= srcRect->y) return zypStsPlaneRoiOutsideWrn;
 
     if (srcRect->width > srcPlaneSize.width - srcRect->x) srcRect->width = srcPlaneSize.width - srcRect->x;
     if (srcRect->height > srcPlaneSize.height - srcRect->y) srcRect->height = srcPlaneSize.height - srcRect->y;
     const Bounds bounds = {srcRect->x, srcRect->y, srcRect->x + srcRect->width - 1, srcRect->y + srcRect->height - 1};
     const SampledPlane<Sample> src = {srcPlane, srcRowStep, srcPlaneSize.width - 1, srcPlaneSize.height - 1};
-    kernelOf<Sample>(loweredMode(mode, srcPlaneSize), mode != interpolation)(src, bounds, dst);
+    kernelOf<Sample>(loweredMode(mode, srcPlaneSize), mode != interpolation)(
+        src, bounds, {xMap, yMap, xMapRowStep, yMapRowStep, dstPlane, dstRowStep, dstPlaneSize});
     return zypStsNoErr;
 }
 
-} // namespace
-
-zypStatus zyprPlaneRemap_8u_C1(const uint8_t *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep, ZyprPlaneRect *srcRect,
-                               const float *xMap, int32_t xMapRowStep, const float *yMap, int32_t yMapRowStep,
-                               uint8_t *dstPlane, int32_t dstRowStep, ZyprPlaneSize dstPlaneSize, uint32_t interpolation) {
-    return planeRemap(srcPlane, srcPlaneSize, srcRowStep, srcRect,
-                      Target<uint8_t>{xMap, yMap, xMapRowStep, yMapRowStep, dstPlane, dstRowStep, dstPlaneSize}, interpolation);
-}
-
-zypStatus zyprPlaneRemap_16u_C1(const uint16_t *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep,
-                                ZyprPlaneRect *srcRect, const float *xMap, int32_t xMapRowStep, const float *yMap,
-                                int32_t yMapRowStep, uint16_t *dstPlane, int32_t dstRowStep, ZyprPlaneSize dstPlaneSize,
-                                uint32_t interpolation) {
-    return planeRemap(srcPlane, srcPlaneSize, srcRowStep, srcRect,
-                      Target<uint16_t>{xMap, yMap, xMapRowStep, yMapRowStep, dstPlane, dstRowStep, dstPlaneSize},
-                      interpolation);
-}
-
-zypStatus zyprPlaneRemap_32f_C1(const float *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep, ZyprPlaneRect *srcRect,
-                                const float *xMap, int32_t xMapRowStep, const float *yMap, int32_t yMapRowStep, float *dstPlane,
-                                int32_t dstRowStep, ZyprPlaneSize dstPlaneSize, uint32_t interpolation) {
-    return planeRemap(srcPlane, srcPlaneSize, srcRowStep, srcRect,
-                      Target<float>{xMap, yMap, xMapRowStep, yMapRowStep, dstPlane, dstRowStep, dstPlaneSize}, interpolation);
-}
+template zypStatus planeRemap(const uint8_t *, ZyprPlaneSize, int32_t, ZyprPlaneRect *, const float *, int32_t, const float *,
+                              int32_t, uint8_t *, int32_t, ZyprPlaneSize, uint32_t);
+template zypStatus planeRemap(const uint16_t *, ZyprPlaneSize, int32_t, ZyprPlaneRect *, const float *, int32_t, const float *,
+                              int32_t, uint16_t *, int32_t, ZyprPlaneSize, uint32_t);
+template zypStatus planeRemap(const float *, ZyprPlaneSize, int32_t, ZyprPlaneRect *, const float *, int32_t, const float *,
+                              int32_t, float *, int32_t, ZyprPlaneSize, uint32_t);
 
 } // namespace zypr

@@ -1,4 +1,4 @@
-// Remap of planes: the fronts that the volume remap calls for a volume of one plane.
+// Remap of planes: the front that the volume remap calls for a volume of one plane.
 #pragma once
 
 #include <cstdint>
@@ -19,15 +19,11 @@ constexpr uint32_t zyprSmoothEdgeFlag = 0x80000000u;
 //
 // Checked, in this order: null planes and maps (zypStsNullPtrErr), sizes and rectangle (zypStsSizeErr), mode
 // (zypStsInterpolationModeErr), row steps (zypStsRowStepErr), a rectangle that starts outside (zypStsPlaneRoiOutsideWrn).
-zypStatus zyprPlaneRemap_8u_C1(const uint8_t *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep, ZyprPlaneRect *srcRect,
-                               const float *xMap, int32_t xMapRowStep, const float *yMap, int32_t yMapRowStep,
-                               uint8_t *dstPlane, int32_t dstRowStep, ZyprPlaneSize dstPlaneSize, uint32_t interpolation);
-zypStatus zyprPlaneRemap_16u_C1(const uint16_t *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep,
-                                ZyprPlaneRect *srcRect, const float *xMap, int32_t xMapRowStep, const float *yMap,
-                                int32_t yMapRowStep, uint16_t *dstPlane, int32_t dstRowStep, ZyprPlaneSize dstPlaneSize,
-                                uint32_t interpolation);
-zypStatus zyprPlaneRemap_32f_C1(const float *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep, ZyprPlaneRect *srcRect,
-                                const float *xMap, int32_t xMapRowStep, const float *yMap, int32_t yMapRowStep, float *dstPlane,
-                                int32_t dstRowStep, ZyprPlaneSize dstPlaneSize, uint32_t interpolation);
+//
+// There are three: of uint8_t, uint16_t and float.
+template <class Sample>
+zypStatus planeRemap(const Sample *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep, ZyprPlaneRect *srcRect,
+                     const float *xMap, int32_t xMapRowStep, const float *yMap, int32_t yMapRowStep, Sample *dstPlane,
+                     int32_t dstRowStep, ZyprPlaneSize dstPlaneSize, uint32_t interpolation);
 
 } // namespace zypr

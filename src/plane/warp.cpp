@@ -1,4 +1,4 @@
-// The plane warps: their checks, and the kernels over the spans of the destination's rows.
+// The plane warp: its checks, and the kernels over the spans of the destination's rows.
 
 #include "plane/warp.h"
 
@@ -126,9 +126,11 @@ bool isValid(const ZyprPlaneRect &rect) { return rect.x >= 0 && rect.y >= 0 && r
 // Two 32-bit values for each of `count` rows or columns; null also where the bytes don't fit 32 bits.
 void *allocPairs(int32_t count) { return count < INT32_MAX / 8 ? zyprAllocBytes(8 * count) : nullptr; }
 
+} // namespace
+
 template <class Sample>
 zypStatus planeWarp(const Sample *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep, ZyprPlaneRect srcRect,
-                    Sample *dstPlane, int32_t dstRowStep, const ZyprPlaneRect &dstRect, const double *planeMatrix,
+                    Sample *dstPlane, int32_t dstRowStep, ZyprPlaneRect dstRect, const double *planeMatrix,
                     uint32_t interpolation) {
     uint32_t mode = interpolation & ~zyprSmoothEdgeFlag;
     if (srcPlane == nullptr || dstPlane == nullptr) return zypStsNullPtrErr;
@@ -168,24 +170,11 @@ zypStatus planeWarp(const Sample *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t 
     return zypStsNoErr;
 }
 
-} // namespace
-
-zypStatus zyprPlaneWarpAffine_8u_C1(const uint8_t *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep,
-                                    ZyprPlaneRect srcRect, uint8_t *dstPlane, int32_t dstRowStep, ZyprPlaneRect dstRect,
-                                    const double *planeMatrix, uint32_t interpolation) {
-    return planeWarp(srcPlane, srcPlaneSize, srcRowStep, srcRect, dstPlane, dstRowStep, dstRect, planeMatrix, interpolation);
-}
-
-zypStatus zyprPlaneWarpAffine_16u_C1(const uint16_t *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep,
-                                     ZyprPlaneRect srcRect, uint16_t *dstPlane, int32_t dstRowStep, ZyprPlaneRect dstRect,
-                                     const double *planeMatrix, uint32_t interpolation) {
-    return planeWarp(srcPlane, srcPlaneSize, srcRowStep, srcRect, dstPlane, dstRowStep, dstRect, planeMatrix, interpolation);
-}
-
-zypStatus zyprPlaneWarpAffine_32f_C1(const float *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep,
-                                     ZyprPlaneRect srcRect, float *dstPlane, int32_t dstRowStep, ZyprPlaneRect dstRect,
-                                     const double *planeMatrix, uint32_t interpolation) {
-    return planeWarp(srcPlane, srcPlaneSize, srcRowStep, srcRect, dstPlane, dstRowStep, dstRect, planeMatrix, interpolation);
-}
+template zypStatus planeWarp(const uint8_t *, ZyprPlaneSize, int32_t, ZyprPlaneRect, uint8_t *, int32_t, ZyprPlaneRect,
+                             const double *, uint32_t);
+template zypStatus planeWarp(const uint16_t *, ZyprPlaneSize, int32_t, ZyprPlaneRect, uint16_t *, int32_t, ZyprPlaneRect,
+                             const double *, uint32_t);
+template zypStatus planeWarp(const float *, ZyprPlaneSize, int32_t, ZyprPlaneRect, float *, int32_t, ZyprPlaneRect,
+                             const double *, uint32_t);
 
 } // namespace zypr

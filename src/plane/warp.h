@@ -1,4 +1,4 @@
-// Affine warp of planes: the fronts that the volume warp calls for a volume of one plane.
+// Affine warp of planes: the front that the volume warp calls for a volume of one plane.
 #pragma once
 
 #include <cstdint>
@@ -15,14 +15,11 @@ namespace zypr {
 // (zypStsInterpolationModeErr), a singular matrix (zypStsSingularTransformErr), a rectangle that starts outside
 // (zypStsPlaneRoiOutsideWrn) or has fewer than two columns or rows in the plane (zypStsRoiTooSmallErr), a degenerate image
 // (zypStsSingularTransformErr), an image that holds no sample of dstRect, or no memory for its rows (zypStsNoQuadOverlapWrn).
-zypStatus zyprPlaneWarpAffine_8u_C1(const uint8_t *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep,
-                                    ZyprPlaneRect srcRect, uint8_t *dstPlane, int32_t dstRowStep, ZyprPlaneRect dstRect,
-                                    const double *planeMatrix, uint32_t interpolation);
-zypStatus zyprPlaneWarpAffine_16u_C1(const uint16_t *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep,
-                                     ZyprPlaneRect srcRect, uint16_t *dstPlane, int32_t dstRowStep, ZyprPlaneRect dstRect,
-                                     const double *planeMatrix, uint32_t interpolation);
-zypStatus zyprPlaneWarpAffine_32f_C1(const float *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep,
-                                     ZyprPlaneRect srcRect, float *dstPlane, int32_t dstRowStep, ZyprPlaneRect dstRect,
-                                     const double *planeMatrix, uint32_t interpolation);
+//
+// There are three: of uint8_t, uint16_t and float.
+template <class Sample>
+zypStatus planeWarp(const Sample *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t srcRowStep, ZyprPlaneRect srcRect,
+                    Sample *dstPlane, int32_t dstRowStep, ZyprPlaneRect dstRect, const double *planeMatrix,
+                    uint32_t interpolation);
 
 } // namespace zypr

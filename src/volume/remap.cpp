@@ -9,21 +9,6 @@ using namespace sampling;
 
 namespace {
 
-zypStatus planeRemap(const uint8_t *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect *rect, const float *x,
-                     int32_t xStep, const float *y, int32_t yStep, uint8_t *dst, int32_t dstStep, ZyprPlaneSize dstSize,
-                     uint32_t mode) {
-    return zyprPlaneRemap_8u_C1(src, size, srcStep, rect, x, xStep, y, yStep, dst, dstStep, dstSize, mode);
-}
-zypStatus planeRemap(const uint16_t *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect *rect, const float *x,
-                     int32_t xStep, const float *y, int32_t yStep, uint16_t *dst, int32_t dstStep, ZyprPlaneSize dstSize,
-                     uint32_t mode) {
-    return zyprPlaneRemap_16u_C1(src, size, srcStep, rect, x, xStep, y, yStep, dst, dstStep, dstSize, mode);
-}
-zypStatus planeRemap(const float *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect *rect, const float *x, int32_t xStep,
-                     const float *y, int32_t yStep, float *dst, int32_t dstStep, ZyprPlaneSize dstSize, uint32_t mode) {
-    return zyprPlaneRemap_32f_C1(src, size, srcStep, rect, x, xStep, y, yStep, dst, dstStep, dstSize, mode);
-}
-
 // Row y of a plane; the step is in bytes and need not be a multiple of the sample's size.
 template <class Sample> Sample *rowAt(Sample *plane, int32_t byteStep, int32_t y) {
     using Byte = std::conditional_t<std::is_const_v<Sample>, const char, char>;

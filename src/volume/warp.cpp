@@ -64,19 +64,6 @@ bool invert(const Affine &m, Affine *inverse) {
     return true;
 }
 
-zypStatus planeWarp(const uint8_t *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect srcRect, uint8_t *dst,
-                    int32_t dstStep, ZyprPlaneRect dstRect, const double *matrix, uint32_t mode) {
-    return zyprPlaneWarpAffine_8u_C1(src, size, srcStep, srcRect, dst, dstStep, dstRect, matrix, mode);
-}
-zypStatus planeWarp(const uint16_t *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect srcRect, uint16_t *dst,
-                    int32_t dstStep, ZyprPlaneRect dstRect, const double *matrix, uint32_t mode) {
-    return zyprPlaneWarpAffine_16u_C1(src, size, srcStep, srcRect, dst, dstStep, dstRect, matrix, mode);
-}
-zypStatus planeWarp(const float *src, ZyprPlaneSize size, int32_t srcStep, ZyprPlaneRect srcRect, float *dst, int32_t dstStep,
-                    ZyprPlaneRect dstRect, const double *matrix, uint32_t mode) {
-    return zyprPlaneWarpAffine_32f_C1(src, size, srcStep, srcRect, dst, dstStep, dstRect, matrix, mode);
-}
-
 // The planes of one thread. Positions are stepped by addition at every level, from the part's first row and plane, so a voxel's
 // position carries the roundings of the way to it.
 template <class Sample, class Kernel>

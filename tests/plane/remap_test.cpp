@@ -13,19 +13,6 @@ namespace {
 constexpr uint32_t planeModes[] = {1, 2, 4, 6, 16};
 constexpr uint32_t smooth = zyprSmoothEdgeFlag;
 
-zypStatus call(const uint8_t *s, ZyprPlaneSize ss, int32_t st, ZyprPlaneRect *r, const float *x, const float *y, int32_t ms,
-               uint8_t *d, int32_t ds, ZyprPlaneSize dz, uint32_t m) {
-    return zyprPlaneRemap_8u_C1(s, ss, st, r, x, ms, y, ms, d, ds, dz, m);
-}
-zypStatus call(const uint16_t *s, ZyprPlaneSize ss, int32_t st, ZyprPlaneRect *r, const float *x, const float *y, int32_t ms,
-               uint16_t *d, int32_t ds, ZyprPlaneSize dz, uint32_t m) {
-    return zyprPlaneRemap_16u_C1(s, ss, st, r, x, ms, y, ms, d, ds, dz, m);
-}
-zypStatus call(const float *s, ZyprPlaneSize ss, int32_t st, ZyprPlaneRect *r, const float *x, const float *y, int32_t ms,
-               float *d, int32_t ds, ZyprPlaneSize dz, uint32_t m) {
-    return zyprPlaneRemap_32f_C1(s, ss, st, r, x, ms, y, ms, d, ds, dz, m);
-}
-
 template <class Sample> struct PlaneRemap {
     TestPlane<Sample> src, dst;
     TestPlane<float> x, y;
@@ -35,8 +22,8 @@ template <class Sample> struct PlaneRemap {
         dst.fill(77);
     }
     zypStatus run(uint32_t mode) {
-        return call(src.data(), {src.width, src.height}, src.step(), &rect, x.data(), y.data(), x.step(), dst.data(),
-                    dst.step(), {dst.width, dst.height}, mode);
+        return planeRemap<Sample>(src.data(), {src.width, src.height}, src.step(), &rect, x.data(), x.step(), y.data(),
+                                  y.step(), dst.data(), dst.step(), {dst.width, dst.height}, mode);
     }
     Sample at(uint32_t mode, float px, float py) {
         x.at(0, 0) = px, y.at(0, 0) = py;
@@ -155,9 +142,9 @@ TYPED_TEST(PlaneRemapOf, ChecksComeInTheirOrder) {
     const auto run = [&](int null, ZyprPlaneSize srcSize, ZyprPlaneRect rect, ZyprPlaneSize dstSize, uint32_t mode,
                          int32_t srcStep = 64, int32_t mapStep = 64, int32_t dstStep = 64) {
         const ZyprPlaneRect before = rect;
-        const zypStatus status =
-            call(null == 0 ? nullptr : r.src.data(), srcSize, srcStep, &rect, null == 1 ? nullptr : r.x.data(),
-                 null == 2 ? nullptr : r.y.data(), mapStep, null == 3 ? nullptr : r.dst.data(), dstStep, dstSize, mode);
+        const zypStatus status = planeRemap<TypeParam>(
+            null == 0 ? nullptr : r.src.data(), srcSize, srcStep, &rect, null == 1 ? nullptr : r.x.data(), mapStep,
+            null == 2 ? nullptr : r.y.data(), mapStep, null == 3 ? nullptr : r.dst.data(), dstStep, dstSize, mode);
         EXPECT_TRUE(rect.width == before.width && rect.height == before.height);
         return status;
     };

@@ -17,19 +17,6 @@ using Matrix = std::array<double, 6>;
 constexpr Matrix identity = {1, 0, 0, 0, 1, 0};
 constexpr uint32_t warpModes[] = {1, 2, 4, 6};
 
-zypStatus call(const uint8_t *s, ZyprPlaneSize ss, int32_t st, ZyprPlaneRect r, uint8_t *d, int32_t ds, ZyprPlaneRect b,
-               const double *m, uint32_t mode) {
-    return zyprPlaneWarpAffine_8u_C1(s, ss, st, r, d, ds, b, m, mode);
-}
-zypStatus call(const uint16_t *s, ZyprPlaneSize ss, int32_t st, ZyprPlaneRect r, uint16_t *d, int32_t ds, ZyprPlaneRect b,
-               const double *m, uint32_t mode) {
-    return zyprPlaneWarpAffine_16u_C1(s, ss, st, r, d, ds, b, m, mode);
-}
-zypStatus call(const float *s, ZyprPlaneSize ss, int32_t st, ZyprPlaneRect r, float *d, int32_t ds, ZyprPlaneRect b,
-               const double *m, uint32_t mode) {
-    return zyprPlaneWarpAffine_32f_C1(s, ss, st, r, d, ds, b, m, mode);
-}
-
 template <class Sample> struct PlaneWarp {
     TestPlane<Sample> src, dst;
     ZyprPlaneRect rect, box;
@@ -38,7 +25,8 @@ template <class Sample> struct PlaneWarp {
         dst.fill(77);
     }
     zypStatus run(const Matrix &m, uint32_t mode) {
-        return call(src.data(), {src.width, src.height}, src.step(), rect, dst.data(), dst.step(), box, m.data(), mode);
+        return planeWarp<Sample>(src.data(), {src.width, src.height}, src.step(), rect, dst.data(), dst.step(), box, m.data(),
+                                 mode);
     }
 };
 
@@ -220,8 +208,8 @@ TYPED_TEST(PlaneWarpOf, ChecksComeInTheirOrder) {
     const ZyprPlaneRect whole = {0, 0, 6, 6}, outside = {6, 0, 1, 1};
     const auto run = [&](bool src, bool dst, ZyprPlaneSize size, ZyprPlaneRect rect, ZyprPlaneRect box, const Matrix &m,
                          uint32_t mode) {
-        return call(src ? w.src.data() : nullptr, size, w.src.step(), rect, dst ? w.dst.data() : nullptr, w.dst.step(), box,
-                    m.data(), mode);
+        return planeWarp<TypeParam>(src ? w.src.data() : nullptr, size, w.src.step(), rect, dst ? w.dst.data() : nullptr,
+                                    w.dst.step(), box, m.data(), mode);
     };
     EXPECT_EQ(run(false, true, {0, 0}, whole, whole, singular, 3), zypStsNullPtrErr);
     EXPECT_EQ(run(true, false, {0, 0}, whole, whole, singular, 3), zypStsNullPtrErr);
@@ -272,6 +260,21 @@ TYPED_TEST(PlaneWarpOf, WildMatricesTouchNoForeignMemory) {
             }
         }
     }
+}
+
+template <class Sample> Sample halfWayBetweenZeroAndOne() {
+    PlaneWarp<Sample> w(TestPlane<Sample>(6, 6), 6, 6);
+    for (int32_t j = 0; j < 6; ++j)
+        for (int32_t i = 0; i < 6; ++i) w.src.at(i, j) = static_cast<Sample>(i & 1);
+    EXPECT_EQ(w.run({1, 0, 0.5, 0, 1, 0}, 2), zypStsNoErr);
+    return w.dst.at(1, 2);
+}
+
+TEST(PlaneWarp, LinearRoundsHalvesUpIn8uAndToEvenIn16u) {
+    CoreProbeScope probe;
+    EXPECT_EQ(halfWayBetweenZeroAndOne<uint8_t>(), 1);
+    EXPECT_EQ(halfWayBetweenZeroAndOne<uint16_t>(), 0);
+    EXPECT_EQ(halfWayBetweenZeroAndOne<float>(), 0.5f);
 }
 
 // ---- Spans --------------------------------------------------------------------------------------------------------------

@@ -218,6 +218,15 @@ TYPED_TEST(RemapOf, ARegionOneVoxelWideAtIndexZeroReadsNothingBeforeIt) {
     }
 }
 
+TYPED_TEST(RemapOf, CubicModesReadOneVoxelBelowARegionsOriginAndNoneAboveItsEnd) {
+    PlaneArray<TypeParam> src({9, 9, 9});
+    src.fill([](int x, int, int) { return x == 2 || x == 8 ? 0 : 100; });
+    Remap<TypeParam> r(std::move(src), {1, 1, 1});
+    r.region = {3, 0, 0, 5, 9, 9};
+    EXPECT_EQ(r.at(6, 3.5f, 4, 4), static_cast<TypeParam>(106.25));
+    EXPECT_EQ(r.at(6, 6.5f, 4, 4), 100);
+}
+
 TYPED_TEST(RemapOf, AVoxelBeyondTheRegionsLastPlaneKeepsItsValue) {
     Random random(5);
     Remap<TypeParam> r(randomVolume<TypeParam>(random, {6, 6, 6}), {1, 1, 1});
