@@ -207,7 +207,6 @@ struct CubicBlendAlongZ {
 // Along y, where all columns of an interior row are summed alike.
 struct CubicBlendAlongY : CubicBlendAlongZ {
     using CubicBlendAlongZ::CubicBlendAlongZ;
-    Float8 tail(int32_t j) const { return fused(j); }
     Float8 frame(int32_t j) const { return fused(j); }
 };
 

@@ -134,8 +134,8 @@ private:
     const Sample *bandRow(const Sample *plane, int32_t y) const {
         return index_[y] < 0 ? plane : plane + (axes_.y.extent - 1) * axes_.srcRowStep;
     }
+    // The bands enclose the interior rows: what the ring holds is not needed below, and nothing is in it above.
     void writeBandRow(const Sample *row, Sample *dst) {
-        ring_.forget();
         columns_.filterFrame(row, rows_);
         combineRow<IntoVolume<Sample>>(tile_.columns.frameOnly(), dst, Copied{rows_});
     }

@@ -282,6 +282,32 @@ TEST(ResizeEdges, VolumesBeyondTwoGibibytesAreAddressedRightly) {
     munmap(to, planeStep * planes);
 }
 
+TEST(ResizeEdges, ARowShorterThanARegisterIsNotReadInFrontOfItsBeginning) {
+    const CoreProbeScope probe;
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    void *const mapped = mmap(nullptr, 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(mapped, MAP_FAILED);
+    auto *const second = static_cast<uint8_t *>(mapped) + page; // the volume begins with this page, the first is inaccessible
+    ASSERT_EQ(mprotect(second, page, PROT_READ | PROT_WRITE), 0);
+    const auto resizeAll = [&]<class T>(const T *from) {
+        for (const ZyprInterpolation mode : allModes)
+            for (int32_t width = 1; width <= 17; ++width) {
+                const ZyprVolumeExtent extent{width, 1, 1};
+                const ZyprVoxelCuboid src = whole(extent), dst{0, 0, 0, 2 * width, 1, 1};
+                std::vector<T> to(static_cast<size_t>(2 * width), untouchedSample<T>());
+                std::vector<uint8_t> buffer(static_cast<size_t>(reportedBytes(src, dst, mode)));
+                const int32_t step = 1024;
+                const ResizeCall call{&extent, step, step, &src, step, step, &dst, {2, 1, 1}, {0, 0, 0}, mode, buffer.data()};
+                EXPECT_EQ(resize(call, from, to.data()), zypStsNoErr);
+                for (const T sample : to) ASSERT_EQ(sample, T{0}) << mode << " " << width;
+            }
+    };
+    resizeAll(second);
+    resizeAll(reinterpret_cast<const uint16_t *>(second));
+    resizeAll(reinterpret_cast<const float *>(second));
+    munmap(mapped, 2 * page);
+}
+
 TEST(ResizeEdges, RepeatedPlanesOfNearestAreCopiedWholeSoThatLargeOnesAreSeenToBeLarge) {
     const CoreProbeScope probe;
     CoreProbe::cacheSize = 1 << 20;

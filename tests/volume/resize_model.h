@@ -46,6 +46,47 @@ inline std::optional<RegionModel> resizeRegion(const ZyprVolumeExtent &extent, c
     return region;
 }
 
+// The weight of a sample at distance u, before its rounding to a float.
+inline double resizeKernel(ZyprInterpolation mode, double u) {
+    if (u >= 2.0) return 0.0;
+    double v;
+    switch (mode) {
+    case zyprInterCubicLagrange:
+        if (u < 1.0) {
+            v = std::fma(0.5, u, -1.0);
+            v = std::fma(u, v, -0.5);
+            return std::fma(u, v, 1.0);
+        }
+        v = std::fma(-1.0 / 6.0, u, 1.0);
+        v = std::fma(u, v, -11.0 / 6.0);
+        return std::fma(u, v, 1.0);
+    case zyprInterCubicBSpline:
+        if (u < 1.0) {
+            v = std::fma(0.5, u, -1.0);
+            return std::fma(u * u, v, 2.0 / 3.0);
+        }
+        v = std::fma(-1.0 / 6.0, u, 1.0);
+        v = std::fma(u, v, -1.0);
+        return std::fma(u, v, -(u - 4.0 / 3.0));
+    case zyprInterCubicCatmullRom:
+        if (u < 1.0) {
+            v = std::fma(1.5, u, -2.5);
+            return std::fma(u * u, v, 1.0);
+        }
+        v = std::fma(-0.5, u, 2.5);
+        v = std::fma(u, v, -4.0);
+        return std::fma(u, v, 2.0);
+    default:
+        if (u < 1.0) {
+            v = std::fma(0.95, u, -1.7);
+            return std::fma(u * u, v, 5.0 / 6.0);
+        }
+        v = std::fma(-23.0 / 60.0, u, 2.0);
+        v = std::fma(u, v, -3.4);
+        return std::fma(u, v, 28.0 / 15.0);
+    }
+}
+
 template <class T> class ResizeModel {
 public:
     using Source = std::function<T(int32_t x, int32_t y, int32_t z)>;
@@ -243,53 +284,13 @@ private:
         int32_t tap[4];
     };
 
-    double kernel(double u) const {
-        if (u >= 2.0) return 0.0;
-        double v;
-        switch (mode_) {
-        case zyprInterCubicLagrange:
-            if (u < 1.0) {
-                v = std::fma(0.5, u, -1.0);
-                v = std::fma(u, v, -0.5);
-                return std::fma(u, v, 1.0);
-            }
-            v = std::fma(-1.0 / 6.0, u, 1.0);
-            v = std::fma(u, v, -11.0 / 6.0);
-            return std::fma(u, v, 1.0);
-        case zyprInterCubicBSpline:
-            if (u < 1.0) {
-                v = std::fma(0.5, u, -1.0);
-                return std::fma(u * u, v, 2.0 / 3.0);
-            }
-            v = std::fma(-1.0 / 6.0, u, 1.0);
-            v = std::fma(u, v, -1.0);
-            return std::fma(u, v, -(u - 4.0 / 3.0));
-        case zyprInterCubicCatmullRom:
-            if (u < 1.0) {
-                v = std::fma(1.5, u, -2.5);
-                return std::fma(u * u, v, 1.0);
-            }
-            v = std::fma(-0.5, u, 2.5);
-            v = std::fma(u, v, -4.0);
-            return std::fma(u, v, 2.0);
-        default:
-            if (u < 1.0) {
-                v = std::fma(0.95, u, -1.7);
-                return std::fma(u * u, v, 5.0 / 6.0);
-            }
-            v = std::fma(-23.0 / 60.0, u, 2.0);
-            v = std::fma(u, v, -3.4);
-            return std::fma(u, v, 28.0 / 15.0);
-        }
-    }
-
     Four four(int axis, int32_t p) const {
         const Coordinate c = at(axis, p);
         const int32_t i = c.index, n = extent_[axis];
         const auto t = static_cast<float>(c.fraction);
         Four result{};
         const float distances[4] = {-1.0f - t, 0.0f - t, 1.0f - t, 2.0f - t};
-        for (int k = 0; k < 4; ++k) result.w[k] = static_cast<float>(kernel(std::fabs(distances[k])));
+        for (int k = 0; k < 4; ++k) result.w[k] = static_cast<float>(resizeKernel(mode_, std::fabs(distances[k])));
         if (i < 0)
             result.tap[0] = 0, result.tap[1] = 0, result.tap[2] = 0, result.tap[3] = 1;
         else if (i == 0)
