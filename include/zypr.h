@@ -691,7 +691,9 @@ zypStatus zyprWarpAffineGetBufSize(const ZyprVoxelCuboid *srcRegion, const ZyprV
  *   - Cubic modes of 8u and 16u round halves up where taps were repeated; 32f keeps its fractions, unlike remap.
  *   - A source of depth 1 is warped as a plane: the matrix is m[0], m[1], m[2] over m[4], m[5], m[6], with m[2] and m[6] as the
  *     translation and m[3] and m[7] without effect; modes 5 and 7 give zypStsInterpolationModeErr, an image that misses the box
- *     zypStsNoQuadOverlapWrn, a clipped region thinner than two samples zypStsRoiTooSmallErr. */
+ *     zypStsNoQuadOverlapWrn, a clipped region thinner than two samples zypStsRoiTooSmallErr. This path alone takes memory from
+ *     zypMalloc, 8 bytes for each row of the image and in mode 4 for each column of the box; where there is none, nothing is
+ *     written, and the status is zypStsNoQuadOverlapWrn for the rows and zypStsAllocFailErr for the columns. */
 zypStatus zyprWarpAffine_8u_C1PV(const uint8_t *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
                                  ZyprVoxelCuboid *srcRegion, uint8_t *const *dstPlanes, int32_t dstRowStep,
                                  const ZyprVoxelCuboid *dstRegion, const double *affineMatrix, ZyprInterpolation interpolation);
