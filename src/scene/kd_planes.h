@@ -43,7 +43,8 @@ struct KDNodeBox {
         halfPerimeter = widened(eb + ec);
         const Double4 area = widened(eb * ec);
         const __m256d tooSmall = _mm256_cmp_pd(area.v, _mm256_set1_pd(1e-9), _CMP_LT_OQ);
-        w = {_mm256_andnot_pd(tooSmall, (area / halfPerimeter).v)};
+        const Double4 divisor = {_mm256_blendv_pd(halfPerimeter.v, _mm256_set1_pd(1.0), tooSmall)}; // 0 / 0 might trap
+        w = {_mm256_andnot_pd(tooSmall, (area / divisor).v)};
     }
     bool evaluates(int axis) const { return (evaluated >> axis & 1) != 0; }
     KDAxisCost costOf(int axis) const { return {m.v[axis], M.v[axis], halfPerimeter.v[axis], w.v[axis]}; }

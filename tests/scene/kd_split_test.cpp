@@ -1,5 +1,7 @@
 // Where trees are split, on meshes whose best planes can be told by hand. Every tree is also compared with the model's.
 
+#include <cfenv>
+
 #include "scene/builds.h"
 #include "scene/meshes.h"
 
@@ -288,6 +290,14 @@ TEST(KDSplit, NaNsAndInfinitiesEndTheBuildWithoutHarm) {
             const int32_t status = libraryBuild(mesh, options).status;
             EXPECT_TRUE(status == zypStsNoErr || status == zypStsBuildInconsistentErr || status == zypStsMemLimitErr) << status;
         }
+    }
+}
+
+TEST(KDSplit, OrdinaryMeshesRaiseNoExceptionThatACallerMightTrap) {
+    for (const KDMesh &mesh : {blob(20, 24), room(4), duplicates(9), soup(2, 300, 0.2f)}) {
+        std::feclearexcept(FE_ALL_EXCEPT);
+        libraryBuild(mesh, {.splitBias = 1.0f});
+        EXPECT_EQ(std::fetestexcept(FE_INVALID | FE_DIVBYZERO), 0);
     }
 }
 
