@@ -17,16 +17,12 @@ struct AxisBounds {
 };
 
 // Only bounds above 2^24, which floats don't hold exactly, let a position pass that leaves them.
-inline Int8 clampedTo(AxisBounds bounds, Int8 a) {
-    return {reinterpret_cast<int8Register>(
-        _mm256_max_epi32(_mm256_set1_epi32(bounds.low), _mm256_min_epi32(raw(a), _mm256_set1_epi32(bounds.high))))};
-}
 inline int32_t clampedTo(AxisBounds bounds, int32_t a) {
     return a < bounds.low ? bounds.low : a > bounds.high ? bounds.high : a;
 }
 
-// What counts: positions from low to high, both included. And the part of it where all taps lie side by side: from innerLow
-// up, below innerHigh.
+// What counts: positions from low to high, both included. And the part of it where all taps lie side by side: from the inner
+// low up, below the inner high.
 struct Bounds {
     AxisBounds x, y, z;
     AxisBounds innerX, innerY, innerZ;

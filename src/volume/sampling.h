@@ -37,11 +37,9 @@ template <class Sample, class Kernel, class Row, class Lanes>
     if (none(counting)) return;
     EightPlaces places = kernel.places(positions);
     alignas(32) int32_t edge[8] = {};
-    if (const unsigned onEdge = signBits(counting & ~inner); onEdge != 0) {
-        for (unsigned left = onEdge; left != 0; left &= left - 1) {
-            const int lane = __builtin_ctz(left);
-            edge[lane] = kernel.onEdge(src, placeOf(places, lane));
-        }
+    for (unsigned left = signBits(counting & ~inner); left != 0; left &= left - 1) {
+        const int lane = __builtin_ctz(left);
+        edge[lane] = kernel.onEdge(src, placeOf(places, lane));
     }
     Int8 results = load<8>(edge);
     if (any(inner)) {

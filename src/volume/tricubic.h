@@ -52,6 +52,11 @@ template <class Float, class RowsOf>
     return (even + odd) * wx[0];
 }
 
+template <class Sample> Int8 saturated(Int8 a) {
+    const __m256i most = _mm256_set1_epi32(static_cast<Sample>(-1));
+    return {reinterpret_cast<int8Register>(_mm256_max_epi32(_mm256_setzero_si256(), _mm256_min_epi32(raw(a), most)))};
+}
+
 // The result of a voxel with repeated taps. It isn't that of other voxels: halves go up, and a remap of 32f gives whole
 // numbers.
 template <class Sample, bool wholeEdges> int32_t edgeResult(float sum) {
@@ -100,7 +105,7 @@ template <bool wholeEdges> struct TricubicKernel {
         if constexpr (std::is_same_v<Sample, float>)
             return bitsOf(sum);
         else
-            return clampedTo({0, static_cast<Sample>(-1)}, roundedToNearest(sum));
+            return saturated<Sample>(roundedToNearest(sum));
     }
 
     template <class Sample> int32_t onEdge(const SampledRegion<Sample> &src, const Place &place) const {
