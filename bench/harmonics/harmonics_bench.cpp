@@ -76,7 +76,7 @@ template <int l>
 [[gnu::always_inline]] inline void scalarBandsFrom(zypr::harmonics::DirectBands<double> &bands, int order,
                                                    const StoreRounded &store) {
     bands.advance<l>();
-    bands.values<l, l * l + l>(store);
+    bands.values<l>(StoreRounded{store.block + l * l + l});
     if constexpr (l < 15) {
         if (order > l) scalarBandsFrom<l + 1>(bands, order, store);
     }
@@ -131,10 +131,21 @@ void libraryBasis(const Points &points, int order, const ZyprSHState &state, flo
                &state);
 }
 
+// The floor for anything that stores its output as usual: every line is read before it is written.
 void storeOnly(const Points &points, int order, const ZyprSHState &, float *destination) {
     const __m256 value = _mm256_set1_ps(1.5f);
     const int64_t floats = static_cast<int64_t>(points.count()) * model::functionCount(order);
     for (int64_t i = 0; i + 8 <= floats; i += 8) _mm256_storeu_ps(destination + i, value);
+}
+
+// The floor of the memory itself: whole lines past the caches, none of them read.
+void streamOnly(const Points &points, int order, const ZyprSHState &, float *destination) {
+    const __m256 value = _mm256_set1_ps(1.5f);
+    const int64_t floats = static_cast<int64_t>(points.count()) * model::functionCount(order);
+    int64_t i = 0;
+    while (reinterpret_cast<uintptr_t>(destination + i) % 64 != 0) destination[i++] = 1.5f;
+    for (; i + 8 <= floats; i += 8) _mm256_stream_ps(destination + i, value);
+    _mm_sfence();
 }
 
 using Evaluator = void (*)(const Points &, int, const ZyprSHState &, float *);
@@ -253,6 +264,7 @@ BENCHMARK_CAPTURE(evaluate, direct_scalar_unrolled, unrolledDirect, zyprSHDirect
 BENCHMARK_CAPTURE(evaluate, direct, libraryBasis, zyprSHDirect, inCache)->ArgsProduct({orders});
 BENCHMARK(libraryBand)->ArgsProduct({orders});
 BENCHMARK_CAPTURE(evaluate, store_to_memory, storeOnly, zyprSHRecurrence, inMemory)->ArgsProduct({orders});
+BENCHMARK_CAPTURE(evaluate, stream_to_memory, streamOnly, zyprSHRecurrence, inMemory)->ArgsProduct({orders});
 BENCHMARK_CAPTURE(evaluate, recurrence_to_memory, libraryBasis, zyprSHRecurrence, inMemory)->ArgsProduct({orders});
 BENCHMARK_CAPTURE(evaluate, direct_to_memory, libraryBasis, zyprSHDirect, inMemory)->ArgsProduct({orders});
 BENCHMARK_CAPTURE(transform, forward_plain_C1, plainForward, 1)->ArgsProduct({orders});

@@ -30,20 +30,22 @@ void storeBlocks(const BasisGroup &basis, int32_t width, int32_t points, float *
     }
 }
 
-// Whether so much output leaves the near caches, so that its lines are worth fetching ahead.
-bool fetchesAhead(int64_t bytes) { return bytes > 512 << 10; }
+// Output of more bytes than this leaves the near caches, so that its lines are worth fetching ahead.
+constexpr int64_t nearCaches = 512 << 10;
+// From a group's blocks to the lines that are fetched meanwhile, in floats: time enough for memory to answer.
+constexpr int64_t fetchDistance = 4096;
 
 // evaluateGroup(points, basis, ahead) fills `width` functions.
 template <class EvaluateGroup>
 void evaluateAll(const float *x, const float *y, const float *z, int32_t count, float *destination, int32_t width,
                  const EvaluateGroup &evaluateGroup) {
     BasisGroup basis(width);
-    const bool fetches = fetchesAhead(static_cast<int64_t>(sizeof(float)) * count * width);
+    const int64_t floats = static_cast<int64_t>(count) * width;
+    const int64_t fetchEnd = floats > nearCaches / 4 ? floats - fetchDistance - groupSize * width : 0;
     for (int64_t i = 0; i < count; i += groupSize) {
         const PointGroup points = firstGroup(x + i, y + i, z + i, static_cast<int32_t>(count - i));
         float *blocks = destination + i * width;
-        const bool hasNext = count - i >= 2 * groupSize;
-        evaluateGroup(points, basis, LinesAhead{fetches && hasNext ? blocks + groupSize * width : nullptr});
+        evaluateGroup(points, basis, LinesAhead{i * width < fetchEnd ? blocks + fetchDistance : nullptr});
         storeBlocks(basis, width, points.count, blocks);
     }
 }
@@ -72,6 +74,8 @@ zypStatus front_zyprSHBand_32f(const float *x, const float *y, const float *z, i
     if (band > highestOrder) return zypStsSHRangeErr;
     if (count == 0) return zypStsSizeErr;
     evaluateAll(x, y, z, count, destination, static_cast<int32_t>(2 * band + 1),
-                [&](const PointGroup &points, BasisGroup &basis, LinesAhead) { evaluateDirectBand(points, band, basis); });
+                [&](const PointGroup &points, BasisGroup &basis, LinesAhead) {
+                    evaluateDirectBand(points.x, points.y, points.z, points.count, band, basis);
+                });
     return zypStsNoErr;
 }

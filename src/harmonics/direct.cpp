@@ -10,72 +10,59 @@ DirectPoint<Double4> directPoint(Float4 x, Float4 y, Float4 z) {
     return {widened(x), widened(y), widened(z), widened(x * x), widened(y * y), widened(z * z)};
 }
 
-// Where one half of a group takes its values.
-struct HalfGroup {
-    float *values; // of function 0
+// Where one half of a group takes a band's values.
+struct HalfRows {
+    float *middle; // in the row of function (l, 0)
 
-    [[gnu::always_inline]] void operator()(int index, Double4 value) const {
-        store(values + index * groupSize, narrowed(value));
-    }
+    [[gnu::always_inline]] void operator()(int m, Double4 value) const { store(middle + m * groupSize, narrowed(value)); }
 };
 
-// The halves of a group. Each band's code runs for both before the next band's: it stays decoded that way.
+// A group as two halves. Each band's code runs for both before the next band's: it stays decoded that way.
 struct Halves {
-    DirectBands<Double4> bands[2];
-    HalfGroup output[2];
-    int32_t count;
+    DirectBands<Double4> half[2];
+    int32_t used;
 
-    Halves(const PointGroup &points, BasisGroup &basis)
-        : bands{DirectBands<Double4>(directPoint(low(points.x), low(points.y), low(points.z))),
-                DirectBands<Double4>(directPoint(high(points.x), high(points.y), high(points.z)))},
-          output{{&basis.values[0][0]}, {&basis.values[0][4]}}, count(points.count > 4 ? 2 : 1) {}
-
-    template <int l> [[gnu::always_inline]] void advance() {
-        for (int32_t h = 0; h < count; ++h) bands[h].advance<l>();
-    }
-    template <int l, int middle> [[gnu::always_inline]] void advanceAndEvaluate() {
-        for (int32_t h = 0; h < count; ++h) {
-            bands[h].advance<l>();
-            bands[h].values<l, middle>(output[h]);
-        }
-    }
+    Halves(Float8 x, Float8 y, Float8 z, int32_t points)
+        : half{DirectBands<Double4>(directPoint(low(x), low(y), low(z))),
+               DirectBands<Double4>(directPoint(high(x), high(y), high(z)))},
+          used(points > 4 ? 2 : 1) {}
 };
 
-// Bands l to `order`.
-template <int l> [[gnu::always_inline]] inline void evaluateBandsFrom(Halves &halves, int order, LinesAhead ahead) {
-    ahead.fetchForBand(l);
-    halves.advanceAndEvaluate<l, l * l + l>();
-    if constexpr (l < static_cast<int>(highestOrder)) {
-        if (order > l) evaluateBandsFrom<l + 1>(halves, order, ahead);
+struct BandRange {
+    int first, last;
+};
+
+// Bands l and above, of which those of the range are stored. Its first function goes to row 0. A band alone goes this way too,
+// so that the polynomials are compiled once.
+template <int l>
+[[gnu::always_inline]] inline void storeBandsFrom(Halves &halves, BandRange range, BasisGroup &basis, LinesAhead &ahead) {
+    if (l >= range.first) {
+        ahead.fetchForBand(l);
+        float *middle = basis.values[l * l + l - range.first * range.first];
+        for (int32_t h = 0; h < halves.used; ++h) {
+            halves.half[h].advance<l>();
+            halves.half[h].values<l>(HalfRows{middle + 4 * h});
+        }
+        if (l == range.last) return;
+    } else {
+        for (int32_t h = 0; h < halves.used; ++h) halves.half[h].advance<l>();
     }
+    if constexpr (l < static_cast<int>(highestOrder)) storeBandsFrom<l + 1>(halves, range, basis, ahead);
 }
 
-template <int... m> [[gnu::always_inline]] inline void advanceThrough(Halves &halves, std::integer_sequence<int, m...>) {
-    (halves.advance<m>(), ...);
-}
-
-template <int l> void evaluateBand(const PointGroup &points, BasisGroup &basis) {
-    Halves halves(points, basis);
-    advanceThrough(halves, std::make_integer_sequence<int, l>{});
-    halves.advanceAndEvaluate<l, l>();
-}
-
-using BandEvaluator = void(const PointGroup &, BasisGroup &);
-
-template <int... l> BandEvaluator *bandEvaluator(uint32_t band, std::integer_sequence<int, l...>) {
-    static constexpr BandEvaluator *evaluators[] = {evaluateBand<l>...};
-    return evaluators[band];
+void storeBands(Float8 x, Float8 y, Float8 z, int32_t count, BandRange range, BasisGroup &basis, LinesAhead ahead) {
+    Halves halves(x, y, z, count);
+    storeBandsFrom<0>(halves, range, basis, ahead);
 }
 
 } // namespace
 
-void evaluateDirect(const PointGroup &points, uint32_t order, BasisGroup &basis, LinesAhead ahead) {
-    Halves halves(points, basis);
-    evaluateBandsFrom<0>(halves, static_cast<int>(order), ahead);
+void evaluateDirect(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t order, BasisGroup &basis, LinesAhead ahead) {
+    storeBands(x, y, z, count, {0, static_cast<int>(order)}, basis, ahead);
 }
 
-void evaluateDirectBand(const PointGroup &points, uint32_t band, BasisGroup &basis) {
-    bandEvaluator(band, std::make_integer_sequence<int, highestOrder + 1>{})(points, basis);
+void evaluateDirectBand(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t band, BasisGroup &basis) {
+    storeBands(x, y, z, count, {static_cast<int>(band), static_cast<int>(band)}, basis, {});
 }
 
 } // namespace zypr::harmonics

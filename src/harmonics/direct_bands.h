@@ -49,21 +49,21 @@ public:
         }
     }
 
-    // The functions of the band reached: (l, m) as output(middle + m, Y(l, m)).
-    template <int l, int middle, class Output> [[gnu::always_inline]] void values(const Output &output) const {
-        output(middle, zonal<l, 0>());
-        pairs<l, middle>(output, std::make_integer_sequence<int, l>{});
+    // The functions of the band reached, as output(m, Y(l, m)).
+    template <int l, class Output> [[gnu::always_inline]] void values(const Output &output) const {
+        output(0, zonal<l, 0>());
+        pairs<l>(output, std::make_integer_sequence<int, l>{});
     }
 
 private:
-    template <int l, int middle, class Output, int... m>
+    template <int l, class Output, int... m>
     [[gnu::always_inline]] void pairs(const Output &output, std::integer_sequence<int, m...>) const {
-        (pair<l, middle, m + 1>(output), ...);
+        (pair<l, m + 1>(output), ...);
     }
-    template <int l, int middle, int m, class Output> [[gnu::always_inline]] void pair(const Output &output) const {
+    template <int l, int m, class Output> [[gnu::always_inline]] void pair(const Output &output) const {
         const Real factor = zonal<l, m>();
-        output(middle + m, factor * cosine[m]);
-        output(middle - m, factor * sine[m]);
+        output(m, factor * cosine[m]);
+        output(-m, factor * sine[m]);
     }
 
     template <int l, int k> [[gnu::always_inline]] Real zonal() const {

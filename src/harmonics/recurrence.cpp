@@ -49,14 +49,15 @@ struct Recurrence {
 
 } // namespace
 
-void evaluateRecurrence(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
+void evaluateRecurrence(Float8 x, Float8 y, Float8 z, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
                         LinesAhead ahead) {
-    const Recurrence step{points.x, points.y, points.z, state.tableA, state.tableB, basis};
+    const Recurrence step{x, y, z, state.tableA, state.tableB, basis};
     store(basis.values[0], broadcast<8>(step.tableA[0]));
     if (order == 0) return;
-    store(basis.values[1], points.y * broadcast<8>(step.tableA[2]));
-    store(basis.values[2], points.z * broadcast<8>(step.tableA[1]));
-    store(basis.values[3], points.x * broadcast<8>(step.tableA[2]));
+    store(basis.values[1], y * broadcast<8>(step.tableA[2]));
+    store(basis.values[2], z * broadcast<8>(step.tableA[1]));
+    store(basis.values[3], x * broadcast<8>(step.tableA[2]));
+    ahead.fetchForBand(0);
     ahead.fetchForBand(1);
     if (order > 1) step.bandsFrom<2>(static_cast<int>(order), ahead);
 }
