@@ -178,29 +178,22 @@ public:
 
     // One row of a tile; the lanes that the mask leaves out can't accept a hit and keep their results.
     void kdWalkRays4(unsigned octant, int64_t row, Mask4 lanes) {
-        Flight &walk = flying_.vacant();
+        FlyingWalk<FlyingQuery> &walk = flying_.vacant();
+        FlyingQuery &query = walk.query;
         Progress<4> start[1];
         Float4 dist[1];
-        if (prepare<4, 1>(walk.group, start, dist, octant, row, lanes) == 0) return;
-        if (!isRegular(start[0], dist[0])) {
-            Query<4, 1> query;
-            query.group = walk.group;
-            query.accel = scene_.accel;
-            query.hits[0].best = dist[0];
-            kdWalkRays<4, 1>(scene_.root, query.group, start, 1, query);
-            storeHits<4>(results_, row, width_, lanes, query.hits[0]);
-            return;
-        }
+        if (prepare<4, 1>(query.group, start, dist, octant, row, lanes) == 0) return;
+        if (!isRegular(start[0], dist[0])) return walkAlone(query.group, start, dist[0], row, lanes);
         const Float4 zero = broadcast<4>(0.0f);
-        walk.accel = scene_.accel;
-        walk.live = signBits(dist[0] > zero);
-        store(walk.best, dist[0]);
-        store(walk.weight0, zero);
-        store(walk.weight1, zero);
-        store(walk.triangle, broadcast<4>(noTriangle));
-        walk.results = results_;
-        walk.row = row;
-        walk.lanes = lanes;
+        query.accel = scene_.accel;
+        query.live = signBits(dist[0] > zero);
+        store(query.best, dist[0]);
+        store(query.weight0, zero);
+        store(query.weight1, zero);
+        store(query.triangle, broadcast<4>(noTriangle));
+        query.results = results_;
+        query.row = row;
+        query.lanes = lanes;
         walk.begin(scene_.root, start[0]);
         flying_.launch();
     }
@@ -246,7 +239,16 @@ private:
         return present;
     }
 
-    struct FlightQuery : NearestOfLiveRays<8, Group<4, 1>> {
+    void walkAlone(const Group<4, 1> &group, const Progress<4> (&start)[1], Float4 dist, int64_t row, Mask4 lanes) const {
+        Query<4, 1> query;
+        query.group = group;
+        query.accel = scene_.accel;
+        query.hits[0].best = dist;
+        kdWalkRays<4, 1>(scene_.root, query.group, start, 1, query);
+        storeHits<4>(results_, row, width_, lanes, query.hits[0]);
+    }
+
+    struct FlyingQuery : NearestOfLiveRays<8, Group<4, 1>> {
         Results results;
         int64_t row;
         Mask4 lanes; // whose results are written
@@ -256,14 +258,13 @@ private:
                          {load<4>(this->best), load<4>(this->weight0), load<4>(this->weight1), load<4>(this->triangle)});
         }
     };
-    using Flight = FlyingWalk<FlightQuery>;
 
     const ZyprScene &scene_;
     const Origin &origin_;
     const float *const *direction_;
     Results results_;
     int64_t width_;
-    WalksInFlight<Flight, 6> flying_;
+    WalksInFlight<FlyingWalk<FlyingQuery>, 6> flying_;
 };
 
 template <class Origin>

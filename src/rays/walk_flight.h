@@ -69,14 +69,15 @@ inline bool isRegular(const Progress<4> &start, Float4 best) {
 
 // A packet on its way, which must be regular. Query has `group`, `best` and visit(triangles), and finish() to write the
 // results.
-template <class Query> struct FlyingWalk : Query {
+template <class Query> class FlyingWalk {
+public:
     void begin(const ZyprKDNode *root, const Progress<4> &start) {
         node_ = root;
         t0_ = start.t0;
-        t1_ = start.t1;
+        t1_ = maximum(start.t1, start.t0); // differs in rays that never become active
         active_ = signBits(start.active);
         top_ = stack_;
-        for (unsigned axis = 0; axis < 3; ++axis) upperFirst_[axis] = this->group.octant >> axis & 1;
+        for (unsigned axis = 0; axis < 3; ++axis) upperFirst_[axis] = query.group.octant >> axis & 1;
     }
 
     bool atLeaf() const { return isLeaf(*node_); }
@@ -85,29 +86,30 @@ template <class Query> struct FlyingWalk : Query {
     // out at once: what lies beyond it has the interval that the leaf would have passed on.
     void step() {
         const unsigned axis = splitAxis(*node_);
-        const Float4 ts = this->group.planeDistance(0, axis, splitValue(*node_));
+        const Float4 ts = query.group.planeDistance(0, axis, splitValue(*node_));
         const ZyprKDNode *pair = childPair(*node_);
         const ZyprKDNode *far = pair + (upperFirst_[axis] ^ 1);
         const unsigned entering = active_ & signBits(t0_ <= ts);
         const unsigned reaching = active_ & signBits(ts <= t1_);
-        const unsigned crosses = (entering != 0) & (reaching != 0);
-        const Float4 t = maximum(minimum(t1_, ts), t0_);
+        const size_t crosses = (entering != 0) & (reaching != 0);
+        const Float4 t = maximum(minimum(t1_, ts), t0_); // at most t1
+        Place *const pushed = top_ + (crosses & !isEmptyLeaf(*far));
         *top_ = {far, t, t1_};
-        top_ += crosses & !isEmptyLeaf(*far);
-        t1_ = select(noneOrAll[crosses], t, t1_);
+        top_ = pushed;
+        t1_ = minimum(floatsOf(bitsOf(t) | unless[crosses]), t1_);
         active_ = crosses ? entering : active_; // all of them have t0 at most t1
         node_ = pair + (upperFirst_[axis] ^ (entering == 0));
     }
 
     // At a leaf: goes on to the next place; false when the walk has ended.
     bool passLeaf() {
-        if (node_->word1 != 0) this->visit(LeafTriangles(*node_));
+        if (node_->word1 != 0) query.visit(LeafTriangles(*node_));
         if (top_ == stack_) return false;
         --top_;
         node_ = top_->node;
         t0_ = top_->t0;
         t1_ = top_->t1;
-        active_ = signBits(t0_ < load<4>(this->best));
+        active_ = signBits(t0_ < load<4>(query.best));
         return active_ != 0;
     }
 
@@ -116,13 +118,18 @@ private:
         const ZyprKDNode *node;
         Float4 t0, t1; // with which the walk goes on there
     };
-    static constexpr Mask4 noneOrAll[2] = {{{0, 0, 0, 0}}, {{-1, -1, -1, -1}}};
+    static constexpr Int4 unless[2] = {{{-1, -1, -1, -1}}, {{0, 0, 0, 0}}}; // all ones make a NaN, which is no minimum
 
     const ZyprKDNode *node_;
-    Place *top_;
-    Float4 t0_, t1_;
     unsigned active_;
-    unsigned upperFirst_[3];
+    Float4 t0_, t1_;
+    Place *top_;
+    size_t upperFirst_[3];
+
+public:
+    Query query;
+
+private:
     Place stack_[stackPlaces];
 };
 
@@ -153,7 +160,7 @@ private:
                 if (!walk.atLeaf()) {
                     walk.step();
                 } else if (!walk.passLeaf()) {
-                    walk.finish();
+                    walk.query.finish();
                     order_[i] = order_[--flying_];
                     order_[flying_] = &walk;
                     return;
