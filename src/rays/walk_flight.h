@@ -114,7 +114,7 @@ public:
     }
 
 private:
-    struct Place {
+    struct alignas(64) Place { // a cache line
         const ZyprKDNode *node;
         Float4 t0, t1; // with which the walk goes on there
     };
