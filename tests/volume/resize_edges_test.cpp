@@ -188,13 +188,15 @@ TEST(ResizeEdges, OddBytesOfStepsAreLost) {
     for (const ZyprInterpolation mode : allModes) {
         ResizeCase c{{11, 6, 5}, {0, 0, 0, 11, 6, 5}, {0, 0, 0, 16, 9, 8}, {{1.4, 1.4, 1.4}, {0, 0, 0}}, mode};
         c.srcPadding = c.dstPadding = 2;
-        for (const VolumeForm form : {VolumeForm::contiguous, VolumeForm::planeArray}) {
-            c.oddBytes = 3;
-            ASSERT_TRUE(resizesAsDefined<float>(c, form, 1));
-            c.oddBytes = 1;
-            ASSERT_TRUE(resizesAsDefined<uint16_t>(c, form, 1));
-            ASSERT_TRUE(resizesAsDefined<float>(c, form, 1));
-        }
+        for (const VolumeForm form : {VolumeForm::contiguous, VolumeForm::planeArray})
+            for (const bool upsideDown : {false, true}) { // negative steps lose theirs downwards
+                c.srcUpsideDown = upsideDown;
+                c.oddBytes = 3;
+                ASSERT_TRUE(resizesAsDefined<float>(c, form, 1));
+                c.oddBytes = 1;
+                ASSERT_TRUE(resizesAsDefined<uint16_t>(c, form, 1));
+                ASSERT_TRUE(resizesAsDefined<float>(c, form, 1));
+            }
     }
 }
 
