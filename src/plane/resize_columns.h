@@ -243,6 +243,12 @@ public:
             index_[j] = position.index;
             weights_[j] = cubicWeights(mode, static_cast<float>(position.fraction));
         }
+        // Groups of eight keep them in the order 0 4 1 5 2 6 3 7, in which they are loaded two by two.
+        for (int32_t j = columns.interiorBegin; j + 8 <= columns.interiorEnd; j += 8) {
+            CubicWeights group[8];
+            std::memcpy(group, weights_ + j, sizeof group);
+            for (int k = 0; k < 8; ++k) weights_[j + k] = group[k / 2 + k % 2 * 4];
+        }
     }
 
     void filter(const Sample *row, float *out) const {
@@ -250,17 +256,19 @@ public:
         for (int32_t j = 0; j < begin; ++j) out[j] = edge(row, j);
         int32_t j = begin;
         for (; j + 8 <= end; j += 8) {
-            const __m256 sums01 = _mm256_hadd_ps(products(row, j, j + 4), products(row, j + 1, j + 5));
-            const __m256 sums23 = _mm256_hadd_ps(products(row, j + 2, j + 6), products(row, j + 3, j + 7));
+            const __m256 sums01 = _mm256_hadd_ps(products(row, j, 0), products(row, j, 1));
+            const __m256 sums23 = _mm256_hadd_ps(products(row, j, 2), products(row, j, 3));
             _mm256_storeu_ps(out + j, _mm256_hadd_ps(sums01, sums23));
         }
         for (; j < columns_.width; ++j) out[j] = edge(row, j);
     }
 
 private:
+    // Those of columns k and k + 4 of the group at j.
     __m256 products(const Sample *row, int32_t j, int32_t k) const {
-        const __m256 weights = _mm256_set_m128(_mm_loadu_ps(weights_[k].w), _mm_loadu_ps(weights_[j].w));
-        return _mm256_mul_ps(loadTwoCubicTaps(row + index_[j] - 1, row + index_[k] - 1), weights);
+        const int32_t *const index = index_ + j + k;
+        const __m256 taps = loadTwoCubicTaps(row + index[0] - 1, row + index[4] - 1);
+        return _mm256_mul_ps(taps, _mm256_loadu_ps(weights_[j + 2 * k].w));
     }
 
     float edge(const Sample *row, int32_t j) const {
