@@ -173,7 +173,7 @@ TEST(ResizeEdges, AConstant16uVolumeIsKeptInTheFrameAndAtMostOneLowerInside) {
             }
 }
 
-TEST(ResizeEdges, AFrameVoxelJustBelowAHalfIsRoundedUp) {
+TEST(ResizeEdges, AFrameVoxelJustBelowAHalfIsRoundedInDouble) {
     const CoreProbeScope probe;
     // Shifted by the largest float below a half: 0.49999997 is between 0 and 1, and half a bit of the bias lifts it over.
     SimpleResize<uint16_t> r{{4, 4, 4}, std::vector<uint16_t>(64), {0, 0, 0, 4, 4, 4}, {1, 1, 1}, {}, zyprInterLinear};
@@ -181,6 +181,11 @@ TEST(ResizeEdges, AFrameVoxelJustBelowAHalfIsRoundedUp) {
     for (size_t k = 1; k < 64; k += 2) r.from[k] = 1;
     EXPECT_EQ(r.run()[12], 1); // the last row lies in a band
     EXPECT_EQ(r.run()[0], 0);  // the first row is interior, and truncated
+
+    // 1.49999988 with the bias is below 2, but as a float 2.
+    r.shift[0] = -0.4999998807907104;
+    for (size_t k = 0; k < 64; ++k) r.from[k] = static_cast<uint16_t>(1 + k % 2);
+    EXPECT_EQ(r.run()[12], 1);
 }
 
 TEST(ResizeEdges, OddBytesOfStepsAreLost) {
