@@ -74,7 +74,7 @@ public:
     void begin(const ZyprKDNode *root, const Progress<4> &start) {
         node_ = root;
         t0_ = start.t0;
-        t1_ = maximum(start.t1, start.t0); // differs in rays that never become active
+        t1_ = start.t1;
         active_ = signBits(start.active);
         top_ = stack_;
         for (unsigned axis = 0; axis < 3; ++axis) upperFirst_[axis] = query.group.octant >> axis & 1;

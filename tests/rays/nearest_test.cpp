@@ -287,6 +287,19 @@ TEST_P(NearestHit, TreeOfOneEmptyLeafGivesMisses) {
     });
 }
 
+TEST_P(NearestHit, SplitAtZeroBeyondAnEmptyCellIsNoEmptyLeaf) {
+    TreeWriter writer;
+    const size_t near = writer.split(writer.root(), 2, 2.0f), far = near + 2;
+    writer.emptyLeaf(near);
+    const size_t halves = writer.split(far, 0, 0.0f);
+    writer.compactLeaf(halves, {0});
+    writer.compactLeaf(halves + 2, {0});
+    const TestScene scene({facingTriangle(2.0f)}, writer.words());
+    Bundle bundle(4, 4);
+    bundle.setDirection(15, {-0.01f, 0.0f, 1.0f}); // of another octant, which leaves packets of four
+    EXPECT_TRUE(equalBits(run(bundle, scene).triangle, std::vector<int32_t>(16, 0)));
+}
+
 TEST_P(NearestHit, TrianglesHaveNoFrontOrBack) {
     Triangle turned = facingTriangle(2.0f);
     std::swap(turned.p0, turned.p1);
