@@ -47,6 +47,9 @@ struct EmptyCuts {
         atLast = static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(lastCost.v, firstCost.v, _CMP_LT_OQ)));
         cost = minimum(lastCost, firstCost);
     }
+    // Whether a reference lies beyond the box on one of the axes: the box is that of the vertices that were counted, and
+    // triangles may use others.
+    bool beyond(const KDNodeBox &box, unsigned axes) const { return (signBits((first < box.m) | (last > box.M)) & axes) != 0; }
     KDBestPlane plane(int axis, int32_t count) const {
         if ((atLast >> axis & 1) != 0) return {cost.v[axis], last.v[axis], count, 0, 1};
         return {cost.v[axis], first.v[axis], 0, count, 1};
@@ -109,6 +112,7 @@ bool kdFindBestSplitOfFew(ZyprKDSplitResult *result, int32_t count, const ZyprBo
 
     const KDAcceptance acceptance(box, count, traversalCost);
     const EmptyCuts cuts(nodeBox, refs, count);
+    if (cuts.beyond(nodeBox, nodeBox.evaluated)) return false; // the bounds below don't hold
     const Double4 cutCosts = nodeBox.halfPerimeter * broadcastDouble(kdEmptyDiscount) * cuts.cost;
     const Double4 leastCosts = boundsOf(nodeBox, count);
     double costs[3], limit = acceptance.limit();

@@ -103,6 +103,8 @@ void KDAxisSearch::prepare(const KDAxisCost &axisCost, const float *refLows, con
     if (planarCount_ > 0) splitOffFaces();
     binCount_ = ended_ ? 0 : binCountFor(count_);
     upper_ = best_.cost; // no better one is known
+    // A box of other vertices than the triangles' may leave references outside; then areas can fall below zero.
+    bounded_ = first_ >= cost_.m && last_ <= cost_.M && cost_.w >= 0.0 && cost_.halfPerimeter > 0.0;
     if (binCount_ == 0) return;
     countEvents();
     boundBins();
@@ -196,9 +198,9 @@ void KDAxisSearch::boundBins() {
             const double least = below * (before + begin) + above * (after + maximum(range * (1.0 - slack) - end, 0.0));
             const double most =
                 (below + lowsIn_[bin]) * (before + end) + (above + highsIn_[bin]) * (after + range * (1.0 + slack) - begin);
-            binBound_[bin] = least * (1.0 - slack);
+            binBound_[bin] = bounded_ ? least * (1.0 - slack) : -DBL_MAX;
             if (binBound_[bin] < bound_) bound_ = binBound_[bin];
-            if (most * (1.0 + slack) < upper_) upper_ = most * (1.0 + slack);
+            if (bounded_ && most * (1.0 + slack) < upper_) upper_ = most * (1.0 + slack);
         }
         below += lowsIn_[bin];
     }
@@ -207,7 +209,7 @@ void KDAxisSearch::boundBins() {
 void KDAxisSearch::finish(double limit, float *const *scratch) {
     if (ended_) return;
     const double unscaled = limit / factor_ * (1.0 + 1e-12);
-    if (unscaled < upper_) upper_ = unscaled;
+    if (bounded_ && unscaled < upper_) upper_ = unscaled;
     if (binCount_ == 0) {
         planarCount_ == 0 ? searchAll<false>(scratch) : searchAll<true>(scratch);
     } else if (chooseBins()) {

@@ -199,6 +199,7 @@ private:
     double factor_; // of the costs: S, with the discount if the axis ended with a cut of empty space
     double bound_;  // the smallest of the bins
     double upper_;  // planes that cost more are of no interest
+    bool bounded_;  // whether costs are known to lie within bounds
 
     float first_, last_; // the lowest and the highest event
     int32_t planarCount_;

@@ -97,6 +97,28 @@ TEST(KDTree, CutAtABoxIsTheModels) {
     }
 }
 
+// The box is that of the counted vertices, so that triangles stick out of it, and planes beyond it turn children inside out.
+TEST(KDTree, OfTrianglesBeyondTheCountedVerticesIsTheModels) {
+    for (uint32_t seed = 0; seed < 200; ++seed) {
+        KDMesh mesh = soup(seed, 1 + static_cast<int32_t>(seed % 40 * (seed % 4 == 0 ? 9 : 1)), 0.8f);
+        mesh.uncounted = mesh.vertexCount() - (2 + static_cast<int32_t>(seed % 7)) % (mesh.vertexCount() + 1);
+        for (const float bias : {0.6f, 1.0f, NAN}) expectModelsTree(mesh, {.maxDepth = 9, .splitBias = bias});
+    }
+}
+
+TEST(KDTree, OfBoxesTurnedInsideOutIsTheModels) {
+    KDMesh mesh;
+    mesh.addVertex(-2.52373171f, 0.37270546f, -0.594248772f);
+    mesh.addVertex(4.40051651f, -1.29760623f, 1.15829825f);
+    const int32_t a = mesh.addVertex(-3.16081953f, 2.84042072f, -4.07228565f);
+    const int32_t b = mesh.addVertex(-4.0276866f, 0.121127367f, 3.05593133f);
+    const int32_t c = mesh.addVertex(2.66560507f, 3.7531333f, -0.271044374f);
+    mesh.addTriangle(a, a, b);
+    mesh.addTriangle(c, 1, a);
+    mesh.uncounted = 3;
+    expectModelsTree(mesh, {.maxDepth = 6, .splitBias = NAN});
+}
+
 TEST(KDTree, AtAnyScaleIsTheModels) {
     for (const float scale : {1e-20f, 1e-6f, 1e-5f, 1e-4f, 1e-3f, 1e3f, 1e8f, 1e15f, 1e19f, 1e25f}) {
         KDMesh mesh = soup(21, 200, 0.1f);

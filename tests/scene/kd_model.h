@@ -18,8 +18,9 @@ namespace zypr::test::model {
 struct KDMesh {
     std::vector<float> vertices;    // x, y, z
     std::vector<int32_t> triangles; // P0, P1, P2, unused
+    int32_t uncounted = 0;          // vertices at the end that triangles use but the count leaves out
 
-    int32_t vertexCount() const { return static_cast<int32_t>(vertices.size() / 3); }
+    int32_t vertexCount() const { return static_cast<int32_t>(vertices.size() / 3) - uncounted; }
     int32_t triangleCount() const { return static_cast<int32_t>(triangles.size() / 4); }
 
     int32_t addVertex(float x, float y, float z) {
