@@ -311,8 +311,8 @@ zypStatus zyprCastShadowSO_32f(const float *light, const float *facing, const fl
 
 /* ---- Hit geometry ---------------------------------------------------------------------------------------------------- */
 
-/* A count below 1 does nothing and gives zypStsNoErr, after the checks. Triangle and vertex numbers are trusted; nothing is
- * read for a triangle number below 0. */
+/* A count below 1 does nothing and gives zypStsNoErr, after the checks. Triangle and vertex numbers are trusted; no normal and
+ * no vertex number is read for a triangle number below 0. */
 
 /* hit = fused(eps x (rayDist x direction) + origin) for each component of `count` rays, the product in brackets rounded. An eps
  * slightly below 1 pulls the points off the surface, towards the origin. M0 takes one origin per ray, S0 three floats for all.
