@@ -27,7 +27,7 @@ template <int N> TriangleLanes<N> inAllLanes(const ZyprTriangleAccel &a) {
 }
 
 // The records of four triangles, or of eight.
-template <int N> TriangleLanes<N> inLanes(const ZyprTriangleAccel *const (&records)[N]) {
+template <int N> [[gnu::always_inline]] inline TriangleLanes<N> inLanes(const ZyprTriangleAccel *const (&records)[N]) {
     const auto fourWords = [&](int word, int i) { // of record i, and of i + 4 in the upper half
         const auto row = [&](int record) { return load<4>(reinterpret_cast<const float *>(records[record]) + word); };
         if constexpr (N == 4)
