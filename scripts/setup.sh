@@ -20,7 +20,7 @@ done
 
 missing=()
 for package in "${wanted[@]}"; do
-  dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+  grep -qx installed <<<"$(dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null)" || missing+=("$package")
 done
 [ ${#missing[@]} -gt 0 ] || exit 0
 mapfile -t missing < <(printf '%s\n' "${missing[@]}" | sort -u)

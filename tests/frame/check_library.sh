@@ -23,14 +23,14 @@ done
 grep -q '^libzypcore.so.7.1$' <<<"$needed" || fail "it does not need the core library"
 
 # The table lies in memory that is read-only once the image is relocated.
-readelf -SW "$library" | grep -q '\.data\.rel\.ro' || fail "there is no relocation-read-only data"
-readelf -lW "$library" | grep -q 'GNU_RELRO' || fail "relocations are not protected"
+grep -q '\.data\.rel\.ro' <<<"$(readelf -SW "$library")" || fail "there is no relocation-read-only data"
+grep -q 'GNU_RELRO' <<<"$(readelf -lW "$library")" || fail "relocations are not protected"
 section=$(readelf -sW "$library" | awk '$8 == "zyprDispatchTable" { print $7 }')
 name=$(readelf -SW "$library" | awk -v n="$section" '{ gsub(/[\[\]]/, " "); if ($1 == n) print $2 }')
 [ "$name" = .data.rel.ro ] || fail "the dispatch table lies in '$name'"
 
 # Only the load hook runs at load, and it uses no instruction that an older processor lacks.
-! nm "$library" | grep -q '_GLOBAL__sub_I' || fail "there are static initialisers"
+! grep -q '_GLOBAL__sub_I' <<<"$(nm "$library")" || fail "there are static initialisers"
 for function in zyprLoadHook _ZN12_GLOBAL__N_16onLoadEv; do
   code=$(objdump -d --no-show-raw-insn --disassemble=$function "$library")
   grep -q "<$function>:" <<<"$code" || fail "$function is not there"
