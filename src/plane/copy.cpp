@@ -115,7 +115,9 @@ constexpr DescribedCache describedCaches[] = {
 };
 
 // The leaf 0 string of the processors that publish cache descriptors in leaf 2, as register words.
-constexpr uint32_t describingVendor[3] = {0x756E6547, 0x49656E69, 0x6C65746E};
+bool isDescribing(const uint32_t (&vendor)[3]) {
+    return vendor[0] == 0x756E6547 && vendor[1] == 0x49656E69 && vendor[2] == 0x6C65746E;
+}
 
 template <class Sample>
 zypStatus planeCopy(const Sample *srcPlane, int32_t srcRowStep, Sample *dstPlane, int32_t dstRowStep, ZyprPlaneSize size) {
@@ -156,26 +158,21 @@ bool largeCopyStreams(const PlaneBytes &plane) {
 
 bool probedCopyStreams(const PlaneBytes &plane) {
     if (plane.rowBytes < 64 || plane.total() < 1 << 20) return false;
-    int64_t cacheSize = describedCacheSize(readCacheDescriptors());
-    if (cacheSize == 0) { // processors of today describe their caches elsewhere; the core library knows where
-        int32_t knownSize = 0;
-        if (zypGetMaxCacheSizeB(&knownSize) != 0 || knownSize <= 0) return false;
-        cacheSize = knownSize;
-    }
-    return plane.total() >= cacheSize / 2;
+    const int64_t cacheSize = describedCacheSize(readCacheDescriptors());
+    return cacheSize != 0 && plane.total() >= cacheSize / 2;
 }
 
 CacheDescriptors readCacheDescriptors() {
     CacheDescriptors found{};
     uint32_t highestLeaf = 0;
     __cpuid(0, highestLeaf, found.vendor[0], found.vendor[2], found.vendor[1]);
-    if (highestLeaf >= 2) __cpuid(2, found.registers[0], found.registers[1], found.registers[2], found.registers[3]);
+    if (highestLeaf >= 2 && isDescribing(found.vendor))
+        __cpuid(2, found.registers[0], found.registers[1], found.registers[2], found.registers[3]);
     return found;
 }
 
 int64_t describedCacheSize(const CacheDescriptors &descriptors) {
-    if (std::memcmp(descriptors.vendor, describingVendor, sizeof describingVendor) != 0) return 0;
-    if ((descriptors.registers[0] & 0xFF) != 1) return 0;
+    if (!isDescribing(descriptors.vendor) || (descriptors.registers[0] & 0xFF) != 1) return 0;
     for (const DescribedCache &cache : describedCaches) {
         for (int i = 1; i < 16; ++i) { // byte 0 is not a descriptor
             const uint32_t word = descriptors.registers[i / 4];
@@ -195,10 +192,14 @@ void planeCopyLarge(const PlaneBytes &plane) {
     _mm_sfence();
 }
 
-void planeCopyProbed(const PlaneBytes &plane) {
-    if (!probedCopyStreams(plane)) return planeCopyCached(plane);
+void planeCopyInBlocks(const PlaneBytes &plane) {
     forEachRow(plane, streamRowInBlocks);
     _mm_sfence();
+}
+
+void planeCopyProbed(const PlaneBytes &plane) {
+    if (probedCopyStreams(plane)) return planeCopyInBlocks(plane);
+    planeCopyCached(plane);
 }
 
 zypStatus zyprPlaneCopy_8u_C1(const uint8_t *srcPlane, int32_t srcRowStep, uint8_t *dstPlane, int32_t dstRowStep,

@@ -32,9 +32,10 @@ struct PlaneBytes {
     int64_t total() const { return rowBytes * rows; }
 };
 
-void planeCopyCached(const PlaneBytes &plane); // ordinary stores
-void planeCopyLarge(const PlaneBytes &plane);  // non-temporal when both planes together exceed the cache
-void planeCopyProbed(const PlaneBytes &plane); // non-temporal, read ahead in blocks, when a plane exceeds half the cache
+void planeCopyCached(const PlaneBytes &plane);   // ordinary stores
+void planeCopyLarge(const PlaneBytes &plane);    // non-temporal when both planes together exceed the cache
+void planeCopyProbed(const PlaneBytes &plane);   // non-temporal, read ahead in blocks, when a plane exceeds half the cache
+void planeCopyInBlocks(const PlaneBytes &plane); // the non-temporal way of planeCopyProbed, whatever the size
 
 // ---- Path rules ---------------------------------------------------------------------------------------------------------
 
@@ -46,10 +47,12 @@ CopyEngine copyEngine(int32_t sampleBytes, int32_t width);
 // Whether planeCopyLarge streams; it asks the core library only when the size alone does not decide.
 bool largeCopyStreams(const PlaneBytes &plane);
 
-// Whether planeCopyProbed streams; it probes the processor, on every call, only from 1 MiB on.
+// Whether planeCopyProbed streams; it probes the processor, on every call, only from 1 MiB on. Processors that publish no cache
+// descriptors never stream.
 bool probedCopyStreams(const PlaneBytes &plane);
 
-// What the CPUID instruction tells about caches: the vendor's words of leaf 0 and the registers of leaf 2.
+// What the CPUID instruction tells about caches: the vendor's words of leaf 0, and the registers of leaf 2 where they are
+// descriptors.
 struct CacheDescriptors {
     uint32_t vendor[3];    // ebx, edx, ecx
     uint32_t registers[4]; // eax, ebx, ecx, edx

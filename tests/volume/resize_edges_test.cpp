@@ -324,6 +324,8 @@ TEST(ResizeEdges, RepeatedPlanesOfNearestAreCopiedWholeSoThatLargeOnesAreSeenToB
     EXPECT_EQ(CoreProbe::cacheQueries, 3);
     EXPECT_TRUE(resizesAsDefined<uint8_t>(c, VolumeForm::planeArray, 2)); // rows of 1023 bytes never ask
     EXPECT_EQ(CoreProbe::cacheQueries, 3);
+    EXPECT_TRUE(resizesAsDefined<float>(c, VolumeForm::contiguous, 4)); // floats probe the processor instead
+    EXPECT_EQ(CoreProbe::cacheQueries, 3);
     c.dst.height = 900; // 2 x 1023 x 900 x 2 bytes are below 4194305
     EXPECT_TRUE(resizesAsDefined<uint16_t>(c, VolumeForm::planeArray, 3));
     EXPECT_EQ(CoreProbe::cacheQueries, 3);
