@@ -120,6 +120,7 @@ void forward(const Points &points, const Values<const float, channels> &values, 
 template <int channels>
 void inverse(const Points &points, const float *const (&coefficients)[channels], const Values<float, channels> &destination,
              uint32_t order, const ZyprSHState &state) {
+    if (points.count < 1) return; // not even the coefficients are read
     const int32_t functions = functionCount(order);
     alignas(32) float vectors[channels][256];
     DotProductPlan plans[channels];

@@ -221,6 +221,22 @@ TEST(SHTransforms, NegativeCountsTouchNothing) {
     EXPECT_TRUE(arguments.untouched());
 }
 
+TEST(SHTransforms, NegativeCountsReadNeitherPointsNorValuesNorCoefficients) {
+    GuardedArray<float> memory(256);
+    memory.forbidAccess();
+    float *const p = memory.data();
+    float *const planes[3] = {p, p, p};
+    State state(15, zyprSHDirect);
+    for (const int32_t count : {-1, INT32_MIN}) {
+        EXPECT_EQ(zyprSHTFwd_32f_C1I(p, p, p, p, count, p, 15, state.get()), zypStsNoErr);
+        EXPECT_EQ(zyprSHTFwd_32f_C3P3I(p, p, p, p, count, planes, 15, state.get()), zypStsNoErr);
+        EXPECT_EQ(zyprSHTFwd_32f_P3I(p, p, p, planes, count, planes, 15, state.get()), zypStsNoErr);
+        EXPECT_EQ(zyprSHTInv_32f_C1(p, 15, p, p, p, p, count, state.get()), zypStsNoErr);
+        EXPECT_EQ(zyprSHTInv_32f_P3(planes, 15, p, p, p, planes, count, state.get()), zypStsNoErr);
+        EXPECT_EQ(zyprSHTInv_32f_P3C3(planes, 15, p, p, p, p, count, state.get()), zypStsNoErr);
+    }
+}
+
 // ---- Forward ------------------------------------------------------------------------------------------------------------
 
 TEST(SHForward, SumsTheScaledBasisInThePointsOrderAtEveryOrderAndCount) {
