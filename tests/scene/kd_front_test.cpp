@@ -234,6 +234,25 @@ TEST(KDTreeFront, AskForTheirMemoryInOrder) {
     zyprKDTreeFree(call.tree);
 }
 
+// The requests of a build of one leaf: 0 the build's record, 1 to 12 the scratch arrays, 13 and 14 the pools of references and
+// of vertices, then a record and its payload for polygons (15, 16), nodes (17, 18) and leaves (19, 20), and 21 the tree.
+TEST(KDTreeFront, ReleaseTheirMemoryInOrder) {
+    const auto released = [](int32_t failing) {
+        const CoreProbeScope scope;
+        CoreProbe::failingAllocation = failing;
+        Call call;
+        call.context.maxDepth = 0;
+        EXPECT_EQ(call.run(), failing < 0 ? zypStsNoErr : zypStsAllocFailErr);
+        const std::vector<int32_t> requests = CoreProbe::releases();
+        if (call.tree != nullptr) zyprKDTreeFree(call.tree);
+        return requests;
+    };
+    const std::vector<int32_t> complete = {16, 15, 13, 14, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 20, 19, 18, 17, 0};
+    EXPECT_EQ(released(-1), complete);
+    EXPECT_EQ(released(21), complete);
+    EXPECT_EQ(released(19), (std::vector<int32_t>{16, 15, 18, 17, 13, 14, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0}));
+}
+
 TEST(KDTreeFront, APoolThatWrapsTheBudgetEndsTheLimit) {
     // 81 MiB pass the first test, but the clip-vertex pool alone takes 96: what is left wraps and nothing is refused any more.
     Call call;

@@ -23,14 +23,19 @@ std::atomic<bool> CoreProbe::failsFromThere{false};
 namespace {
 
 std::mutex recordsMutex;
+struct LiveBlock {
+    int32_t size, request;
+};
+
 std::vector<int32_t> requestedSizes;
-std::map<void *, int32_t> live;
+std::map<void *, LiveBlock> live;
+std::vector<int32_t> releasedRequests;
 int32_t strayReleaseCount = 0;
 std::vector<int32_t> liveAtLastRequest;
 
 std::vector<int32_t> sizesOfLive() {
     std::vector<int32_t> sizes;
-    for (const auto &[block, size] : live) sizes.push_back(size);
+    for (const auto &[address, block] : live) sizes.push_back(block.size);
     return sizes;
 }
 
@@ -48,6 +53,7 @@ void CoreProbe::reset() {
     const std::lock_guard lock(recordsMutex);
     requestedSizes.clear();
     live.clear();
+    releasedRequests.clear();
     strayReleaseCount = 0;
     liveAtLastRequest.clear();
 }
@@ -71,6 +77,11 @@ std::vector<int32_t> CoreProbe::liveSizesAtLastRequest() {
     const std::lock_guard lock(recordsMutex);
     std::sort(liveAtLastRequest.begin(), liveAtLastRequest.end());
     return liveAtLastRequest;
+}
+
+std::vector<int32_t> CoreProbe::releases() {
+    const std::lock_guard lock(recordsMutex);
+    return releasedRequests;
 }
 
 int32_t CoreProbe::strayReleases() {
@@ -98,16 +109,19 @@ void *zypMalloc(int32_t bytes) {
     if (bytes < 1 || number == CoreProbe::failingAllocation) return nullptr;
     if (CoreProbe::failsFromThere && CoreProbe::failingAllocation >= 0 && number > CoreProbe::failingAllocation) return nullptr;
     void *block = std::aligned_alloc(64, (static_cast<size_t>(bytes) + 63) / 64 * 64);
-    if (block != nullptr) zypr::test::live[block] = bytes;
+    if (block != nullptr) zypr::test::live[block] = {bytes, number};
     return block;
 }
 
 void zypFree(void *block) {
     const std::lock_guard lock(zypr::test::recordsMutex);
-    if (zypr::test::live.erase(block) == 0) {
+    const auto entry = zypr::test::live.find(block);
+    if (entry == zypr::test::live.end()) {
         ++zypr::test::strayReleaseCount;
         return;
     }
+    zypr::test::releasedRequests.push_back(entry->second.request);
+    zypr::test::live.erase(entry);
     std::free(block);
 }
 

@@ -23,6 +23,7 @@ struct CoreProbe {
     static std::vector<int32_t> requests(); // the sizes asked for since the reset, in order
     static int32_t liveBlocks();            // blocks not released yet
     static std::vector<int32_t> liveSizes();
+    static std::vector<int32_t> releases();               // the numbers of the requests whose blocks went back, in order
     static int32_t strayReleases();                       // releases of null or of anything else that is no live block
     static std::vector<int32_t> liveSizesAtLastRequest(); // before it was answered; ascending
 };
