@@ -27,9 +27,8 @@ struct KDAxisCost {
 
 // The box of a node, with the three axes in lanes of their own; the fourth lane is zero.
 struct KDNodeBox {
-    Float4 m, M, extent;
-    Double4 halfPerimeter, w;
-    unsigned evaluated; // one bit for each axis that is worth a look: a box that is flat on two has no area to cut
+    Float4 m, M, extent, halfPerimeter, area; // of the cross section the last two
+    Mask4 evaluated;                          // axes that are worth a look: a box that is flat on two has no area to cut
 
     explicit KDNodeBox(const ZyprBox &box) {
         const Mask4 xyz = firstLanes<4>(3);
@@ -39,15 +38,23 @@ struct KDNodeBox {
         extent = M - m;
         const Float4 eb = {_mm_permute_ps(extent.v, _MM_SHUFFLE(3, 0, 2, 1))};
         const Float4 ec = {_mm_permute_ps(extent.v, _MM_SHUFFLE(3, 1, 0, 2))};
-        evaluated = signBits((extent > smallestExtent) & ((eb > smallestExtent) | (ec > smallestExtent)));
-        halfPerimeter = widened(eb + ec);
-        const Double4 area = widened(eb * ec);
-        const __m256d tooSmall = _mm256_cmp_pd(area.v, _mm256_set1_pd(1e-9), _CMP_LT_OQ);
-        const Double4 divisor = {_mm256_blendv_pd(halfPerimeter.v, _mm256_set1_pd(1.0), tooSmall)}; // 0 / 0 might trap
-        w = {_mm256_andnot_pd(tooSmall, (area / divisor).v)};
+        evaluated = (extent > smallestExtent) & ((eb > smallestExtent) | (ec > smallestExtent));
+        halfPerimeter = eb + ec;
+        area = eb * ec;
     }
-    bool evaluates(int axis) const { return (evaluated >> axis & 1) != 0; }
-    KDAxisCost costOf(int axis) const { return {m.v[axis], M.v[axis], halfPerimeter.v[axis], w.v[axis]}; }
+    bool evaluates(int axis) const { return (signBits(evaluated) >> axis & 1) != 0; }
+    KDAxisCost costOf(int axis) const {
+        const double S = halfPerimeter.v[axis], P = area.v[axis];
+        return {m.v[axis], M.v[axis], S, P < smallestArea ? 0.0 : P / S};
+    }
+    // All w, in single precision.
+    Float4 nearW() const {
+        const Mask4 tooSmall = area <= broadcast<4>(static_cast<float>(smallestArea));      // which is below the double
+        return keep(~tooSmall, area / select(tooSmall, broadcast<4>(1.0f), halfPerimeter)); // 0 / 0 might trap
+    }
+
+private:
+    static constexpr double smallestArea = 1e-9;
 };
 
 // Eight planes with the references that begin below them and those that end above them.
@@ -146,7 +153,7 @@ inline int kdCheapestAxis(const double *costs) {
 
 // The search of a node of up to eight references, one in each lane of a register (kd_few.cpp). False if it is of no avail,
 // because a reference lies in a plane, say; the node then needs the search by axes.
-constexpr int32_t kdMostInLanes = 8;
+constexpr int32_t kdMostInLanes = 64;
 bool kdFindBestSplitOfFew(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds,
                           float traversalCost);
 
