@@ -29,21 +29,6 @@ struct ZyprKDPrimRef {
 };
 static_assert(sizeof(ZyprKDPrimRef) == 16);
 
-struct ZyprKDBuildNode {
-    int32_t kind; // 0, 1, 2: inner, split on x, y, z; 3: leaf
-    union {
-        int32_t count; // of a leaf's references
-        float plane;   // of an inner node
-    };
-    union {
-        ZyprKDBuildNode *children; // inner: two side by side, the one below the plane first
-        ZyprKDPrimRef *refs;       // leaf under construction
-        int32_t *triangles;        // finished leaf; null when empty
-    };
-};
-static_assert(sizeof(ZyprKDBuildNode) == 16);
-constexpr int32_t kdLeaf = 3;
-
 // One link of a circular list of blocks. Requests are served from the last block of a list, and what they take is given back
 // only with the whole list. The list's head is a block too, with an empty payload.
 struct ZyprKDBuildBlock {
@@ -68,6 +53,8 @@ struct ZyprKDBuildState {
 };
 static_assert(sizeof(ZyprKDBuildState) == 400);
 
+struct KDGrowingTree; // kd_emit.h
+
 struct ZyprKDSplitResult {
     double cost;
     float plane;
@@ -82,13 +69,15 @@ struct ZyprKDSplitResult {
 zypStatus kdOpenBuild(ZyprKDBuildState **state, const float *vertices, const int32_t *triangles, int32_t vertexCount,
                       int32_t triangleCount, uint32_t memoryLimit);
 
-// Ends a build that has come to `status`: flattens the tree into the caller's block if that is success, and releases
+// Ends a build that has come to `status`: writes the tree into a block of the caller's if that is success, and releases
 // everything.
-zypStatus kdCloseBuild(ZyprKDBuildState *state, zypStatus status, const ZyprKDBuildNode *root, ZyprKDTree **tree,
+zypStatus kdCloseBuild(ZyprKDBuildState *state, zypStatus status, const KDGrowingTree *tree, ZyprKDTree **block,
                        int32_t *sizeBytes);
 
-zypStatus kdRequestNodePair(ZyprKDBuildState *state, ZyprKDBuildNode **pair);
-zypStatus kdRequestLeafList(ZyprKDBuildState *state, int32_t count, int32_t **list);
+// Room for a pair of nodes and for a leaf's list, which the growing tree fills in its own way.
+constexpr int32_t kdNodePairBytes = 48;
+zypStatus kdRequestNodePair(ZyprKDBuildState *state);
+zypStatus kdRequestLeafList(ZyprKDBuildState *state, int32_t count);
 zypStatus kdRequestPolygon(ZyprKDBuildState *state, uint32_t vertexCount, KDVertex **polygon);
 zypStatus kdRequestRefs(ZyprKDBuildState *state, int64_t count, ZyprKDPrimRef **refs);
 zypStatus kdRequestClipVertex(ZyprKDBuildState *state, float **vertex);
@@ -153,17 +142,16 @@ void localFindBestSplitSortSearch_MT(ZyprKDSplitResult *result, int32_t count, c
 void kdSortFloatsRadix(float *keys, float *buffer, int32_t count);
 void kdSortFloatsQuick(float *keys, int32_t count);
 
-// ---- Subdivision (kd_tree.cpp) and output (kd_emit.cpp) -----------------------------------------------------------------
+// ---- Subdivision (kd_tree.cpp) ------------------------------------------------------------------------------------------
 
 // From how many references on a team of threads searches a node. Where other processes want the processors too, and the OpenMP
 // runtime's threads spin before they sleep, a team waits for its last thread as long as the search of a million references
 // takes; the work that it shares must be worth several such waits.
 constexpr int32_t kdFewestForTeam = 1 << 22;
-zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float splitBias, uint32_t maxDepth, ZyprBox box,
-                      int32_t fewestForTeam);
+zypStatus kdBuildTree(ZyprKDBuildState *state, KDGrowingTree *tree, ZyprKDPrimRef *refs, int32_t count, float splitBias,
+                      uint32_t maxDepth, ZyprBox box, int32_t fewestForTeam);
 zypStatus kdBuildSAH(const float *vertices, const int32_t *triangles, int32_t vertexCount, int32_t triangleCount,
-                     ZyprKDTree **tree, int32_t *sizeBytes, float splitBias, uint32_t maxDepth, uint32_t memoryLimit,
+                     ZyprKDTree **block, int32_t *sizeBytes, float splitBias, uint32_t maxDepth, uint32_t memoryLimit,
                      const float *clipBox);
-zypStatus kdEmitTree(const ZyprKDBuildNode &root, ZyprKDTree **tree, int32_t *sizeBytes);
 
 } // namespace zypr

@@ -3,14 +3,13 @@
 
 #include "frame/memory.h"
 
-#include "scene/kd_build.h"
+#include "scene/kd_emit.h"
 
 namespace zypr {
 namespace {
 
 constexpr uint32_t blockPayload = 0x1000000;
 constexpr uint32_t wholeBlocks = 0xFF000000;
-constexpr uint32_t nodePairBytes = 48;
 
 uint32_t leastMemory(uint32_t vertexCount, uint32_t triangleCount) {
     return 12 * vertexCount + 84 * triangleCount + 2 * blockPayload + 480;
@@ -130,14 +129,14 @@ zypStatus kdOpenBuild(ZyprKDBuildState **stateOut, const float *vertices, const 
     return opened ? zypStsNoErr : zypStsAllocFailErr;
 }
 
-zypStatus kdCloseBuild(ZyprKDBuildState *state, zypStatus status, const ZyprKDBuildNode *root, ZyprKDTree **tree,
+zypStatus kdCloseBuild(ZyprKDBuildState *state, zypStatus status, const KDGrowingTree *tree, ZyprKDTree **block,
                        int32_t *sizeBytes) {
     if (state == nullptr) return status;
     if (status == zypStsNoErr) {
         // The caller's block need not stand beside the working memory.
         releaseBlocks(&state->polygonBlocks);
         releaseWorkingMemory(state);
-        status = kdEmitTree(*root, tree, sizeBytes);
+        status = kdEmitTree(*tree, block, sizeBytes);
     }
     releaseBlocks(&state->polygonBlocks);
     releaseBlocks(&state->leafBlocks);
@@ -147,12 +146,14 @@ zypStatus kdCloseBuild(ZyprKDBuildState *state, zypStatus status, const ZyprKDBu
     return status;
 }
 
-zypStatus kdRequestNodePair(ZyprKDBuildState *state, ZyprKDBuildNode **pair) {
-    return requestFromBlocks(state, &state->nodeBlocks, nodePairBytes, pair);
+zypStatus kdRequestNodePair(ZyprKDBuildState *state) {
+    unsigned char *pair;
+    return requestFromBlocks(state, &state->nodeBlocks, kdNodePairBytes, &pair);
 }
 
-zypStatus kdRequestLeafList(ZyprKDBuildState *state, int32_t count, int32_t **list) {
-    return requestFromBlocks(state, &state->leafBlocks, 4 * static_cast<uint32_t>(count), list);
+zypStatus kdRequestLeafList(ZyprKDBuildState *state, int32_t count) {
+    unsigned char *list;
+    return requestFromBlocks(state, &state->leafBlocks, 4 * static_cast<uint32_t>(count), &list);
 }
 
 zypStatus kdRequestPolygon(ZyprKDBuildState *state, uint32_t vertexCount, KDVertex **polygon) {

@@ -2,16 +2,24 @@
 
 #include <cstring>
 
-#include "scene/kd_build.h"
+#include "scene/kd_emit.h"
 
 namespace zypr {
 namespace {
 
-struct ZyprKDStackEntry {
-    ZyprKDBuildNode *node;
+// An inner node on the way from the root to the node in work. Its right child is done first.
+struct Level {
+    enum class Left { waiting, inWork, empty };
+
+    int axis;
+    float plane;
+    Left left;
+    KDFinishedNode right;
+    // The left child while it waits.
+    ZyprKDPrimRef *refs;
+    int32_t count;
     ZyprBox box;
-    int32_t depth;
-    unsigned char *refMark, *vertexMark; // where the pools' cursors go back to when the entry is taken up
+    unsigned char *refMark, *vertexMark; // where the pools' cursors go back to when it is taken up
 };
 
 constexpr double traversalCostUnit = 0x1.02f2940000000p-1; // 0.5057569742202759
@@ -21,15 +29,11 @@ float traversalCostAt(float splitBias) {
     return static_cast<float>((10.0 - 9.0 * static_cast<double>(splitBias)) * traversalCostUnit);
 }
 
-zypStatus makeLeaf(ZyprKDBuildNode *node, ZyprKDBuildState *state) {
-    int32_t *list;
-    if (const zypStatus status = kdRequestLeafList(state, node->count, &list)) return status;
-    for (int32_t i = 0; i < node->count; ++i) {
-        const ZyprKDPrimRef &ref = node->refs[i];
-        list[i] = ref.triangle();
-        kdReleasePolygon(state, ref.vertexCount(), ref.polygon);
-    }
-    node->triangles = list;
+zypStatus makeLeaf(KDFinishedNode *node, KDGrowingTree *tree, const ZyprKDPrimRef *refs, int32_t count,
+                   ZyprKDBuildState *state) {
+    if (const zypStatus status = kdRequestLeafList(state, count)) return status;
+    *node = tree->leaf(count, [refs](int32_t i) { return refs[i].triangle(); });
+    for (int32_t i = 0; i < count; ++i) kdReleasePolygon(state, refs[i].vertexCount(), refs[i].polygon);
     return zypStsNoErr;
 }
 
@@ -40,88 +44,88 @@ void rewind(unsigned char *&cursor, unsigned char *mark, const unsigned char *ba
 
 } // namespace
 
-zypStatus kdBuildTree(ZyprKDBuildState *state, ZyprKDBuildNode *root, float splitBias, uint32_t maxDepth, ZyprBox box,
-                      int32_t fewestForTeam) {
+zypStatus kdBuildTree(ZyprKDBuildState *state, KDGrowingTree *tree, ZyprKDPrimRef *refs, int32_t count, float splitBias,
+                      uint32_t maxDepth, ZyprBox box, int32_t fewestForTeam) {
     const float traversalCost = traversalCostAt(splitBias);
-    ZyprKDStackEntry stack[kdDeepestLevel];
-    int32_t stacked = 0;
-    ZyprKDBuildNode *node = root;
-    ZyprKDPrimRef *active = root->refs; // the list in work always stands where the root's list stands
-    int32_t depth = 0;
+    Level path[kdDeepestLevel];
+    uint32_t depth = 0;
     const KDBounds bounds(state->scratch);
-    kdGatherBounds(bounds, active, root->count);
+    kdGatherBounds(bounds, refs, count);
     unsigned char *refMark = state->refPoolCursor;
     unsigned char *vertexMark = state->clipVertexCursor;
-    for (;;) {
+    for (;;) { // The list in work always stands where the root's list stands.
         rewind(state->clipVertexCursor, vertexMark, state->clipVertexBase, state->clipVertexLimit);
         rewind(state->refPoolCursor, refMark, state->refPoolBase, state->refPoolLimit);
 
         ZyprKDSplitResult split{};
         split.axis = -1;
-        if (static_cast<uint32_t>(depth) != maxDepth) {
-            const auto search = node->count >= fewestForTeam ? localFindBestSplitSortSearch_MT : kdFindBestSplit;
-            search(&split, node->count, box, bounds, traversalCost);
+        if (depth != maxDepth) {
+            const auto search = count >= fewestForTeam ? localFindBestSplitSortSearch_MT : kdFindBestSplit;
+            search(&split, count, box, bounds, traversalCost);
         }
         if (split.axis >= 0) {
-            ZyprKDBuildNode *pair;
-            if (const zypStatus status = kdRequestNodePair(state, &pair)) return status;
-            pair[0] = pair[1] = *node;
-            node->kind = split.axis;
-            node->plane = split.plane;
-            node->children = pair;
-            ++depth;
+            if (const zypStatus status = kdRequestNodePair(state)) return status;
+            Level &level = path[depth++];
+            level.axis = split.axis;
+            level.plane = split.plane;
             if (split.leftCount == 0) {
-                pair[0].count = 0;
-                pair[0].refs = nullptr;
-                node = &pair[1];
+                level.left = Level::Left::empty;
                 box.minimum[split.axis] = split.plane;
             } else if (split.rightCount == 0) {
-                pair[1].count = 0;
-                pair[1].refs = nullptr;
-                node = &pair[0];
+                level.left = Level::Left::inWork;
+                level.right = tree->emptyLeaf();
                 box.maximum[split.axis] = split.plane;
             } else {
-                ZyprKDStackEntry &deferred = stack[stacked++];
-                deferred = {&pair[0], box, depth, state->refPoolCursor, nullptr};
-                deferred.box.maximum[split.axis] = split.plane;
+                level.left = Level::Left::waiting;
+                level.count = split.leftCount;
+                level.box = box;
+                level.box.maximum[split.axis] = split.plane;
                 box.minimum[split.axis] = split.plane;
-                node = &pair[1];
                 // The right list's room is asked for but not used: that list takes the place of its parent's.
-                ZyprKDPrimRef *left, *right;
-                if (const zypStatus status = kdRequestRefs(state, split.leftCount, &left)) return status;
+                ZyprKDPrimRef *right;
+                level.refMark = state->refPoolCursor;
+                if (const zypStatus status = kdRequestRefs(state, split.leftCount, &level.refs)) return status;
                 refMark = state->refPoolCursor;
                 if (const zypStatus status = kdRequestRefs(state, split.rightCount, &right)) return status;
-                if (const zypStatus status = kdPartition(bounds, active, pair[0].count, split, left, state)) return status;
-                deferred.vertexMark = vertexMark = state->clipVertexCursor;
-                pair[0].count = split.leftCount;
-                pair[0].refs = left;
-                pair[1].count = split.rightCount;
-                pair[1].refs = active;
+                if (const zypStatus status = kdPartition(bounds, refs, count, split, level.refs, state)) return status;
+                level.vertexMark = vertexMark = state->clipVertexCursor;
+                count = split.rightCount;
             }
             continue;
         }
-        if (const zypStatus status = makeLeaf(node, state)) return status;
-        if (stacked == 0) return zypStsNoErr;
-        const ZyprKDStackEntry &next = stack[--stacked];
-        node = next.node;
-        box = next.box;
-        depth = next.depth;
-        refMark = next.refMark;
-        vertexMark = next.vertexMark;
-        std::memmove(active, node->refs, sizeof(ZyprKDPrimRef) * static_cast<size_t>(node->count));
-        node->refs = active;
-        kdGatherBounds(bounds, active, node->count);
+
+        KDFinishedNode node;
+        if (const zypStatus status = makeLeaf(&node, tree, refs, count, state)) return status;
+        for (; depth > 0 && path[depth - 1].left != Level::Left::waiting; --depth) {
+            const Level &level = path[depth - 1];
+            node = level.left == Level::Left::empty ? tree->inner(level.axis, level.plane, tree->emptyLeaf(), node)
+                                                    : tree->inner(level.axis, level.plane, node, level.right);
+        }
+        if (depth == 0) {
+            tree->root = node;
+            return zypStsNoErr;
+        }
+        Level &level = path[depth - 1];
+        level.right = node;
+        level.left = Level::Left::inWork;
+        count = level.count;
+        box = level.box;
+        refMark = level.refMark;
+        vertexMark = level.vertexMark;
+        std::memmove(refs, level.refs, sizeof(ZyprKDPrimRef) * static_cast<size_t>(count));
+        kdGatherBounds(bounds, refs, count);
     }
 }
 
 zypStatus kdBuildSAH(const float *vertices, const int32_t *triangles, int32_t vertexCount, int32_t triangleCount,
-                     ZyprKDTree **tree, int32_t *sizeBytes, float splitBias, uint32_t maxDepth, uint32_t memoryLimit,
+                     ZyprKDTree **block, int32_t *sizeBytes, float splitBias, uint32_t maxDepth, uint32_t memoryLimit,
                      const float *clipBox) {
     ZyprKDBuildState *state = nullptr;
-    ZyprKDBuildNode *root = nullptr;
+    KDGrowingTree tree;
     const auto build = [&]() -> zypStatus {
         if (const zypStatus status = kdOpenBuild(&state, vertices, triangles, vertexCount, triangleCount, memoryLimit))
             return status;
+        tree = KDGrowingTree(state);
         ZyprBox box;
         ZyprKDPrimRef *refs;
         int32_t count = triangleCount;
@@ -135,14 +139,12 @@ zypStatus kdBuildSAH(const float *vertices, const int32_t *triangles, int32_t ve
         // The scratch arrays' size wraps in 32 bits.
         if (static_cast<uint32_t>(count) > (static_cast<uint32_t>(triangleCount) & 0x3FFFFFFFu))
             return zypStsBuildInconsistentErr;
-        if (const zypStatus status = kdRequestNodePair(state, &root)) return status;
-        root->kind = kdLeaf;
-        root->count = count;
-        root->refs = count == 0 ? nullptr : refs;
-        return count == 0 ? zypStsNoErr : kdBuildTree(state, root, splitBias, maxDepth, box, kdFewestForTeam);
+        if (const zypStatus status = kdRequestNodePair(state)) return status; // the root
+        tree.root = tree.emptyLeaf();
+        return count == 0 ? zypStsNoErr : kdBuildTree(state, &tree, refs, count, splitBias, maxDepth, box, kdFewestForTeam);
     };
     const zypStatus status = build();
-    return kdCloseBuild(state, status, root, tree, sizeBytes);
+    return kdCloseBuild(state, status, &tree, block, sizeBytes);
 }
 
 } // namespace zypr

@@ -9,7 +9,7 @@
 
 #include "frame/memory.h"
 #include "scene/builds.h"
-#include "scene/kd_build.h"
+#include "scene/kd_emit.h"
 #include "scene/meshes.h"
 #include "support/bits.h"
 #include "support/core_probe.h"
@@ -59,20 +59,24 @@ std::vector<std::array<float, 3>> pointsOf(const ZyprKDPrimRef &ref) {
 }
 using Points = std::vector<std::array<float, 3>>;
 
-// The words that a leaf with this list has as the root of a tree.
-std::vector<uint32_t> leafTree(std::vector<int32_t> numbers) {
-    const CoreProbeScope scope;
-    ZyprKDBuildNode leaf{};
-    leaf.kind = kdLeaf;
-    leaf.count = static_cast<int32_t>(numbers.size());
-    leaf.triangles = numbers.data();
-    ZyprKDTree *tree = nullptr;
+std::vector<uint32_t> wordsOf(const KDGrowingTree &tree) {
+    ZyprKDTree *block = nullptr;
     int32_t size = 0;
-    EXPECT_EQ(kdEmitTree(leaf, &tree, &size), zypStsNoErr);
+    EXPECT_EQ(kdEmitTree(tree, &block, &size), zypStsNoErr);
     std::vector<uint32_t> words(static_cast<size_t>(size) / 4);
-    std::memcpy(words.data(), tree, static_cast<size_t>(size));
-    zyprFreeBlock(tree);
+    std::memcpy(words.data(), block, static_cast<size_t>(size));
+    zyprFreeBlock(block);
     return words;
+}
+
+// The words that a leaf with this list has as the root of a tree.
+std::vector<uint32_t> leafTree(const std::vector<int32_t> &numbers) {
+    OpenBuild build;
+    const auto count = static_cast<int32_t>(numbers.size());
+    EXPECT_EQ(kdRequestLeafList(build.state, count), zypStsNoErr);
+    KDGrowingTree tree(build.state);
+    tree.root = tree.leaf(count, [&](int32_t i) { return numbers[static_cast<size_t>(i)]; });
+    return wordsOf(tree);
 }
 
 std::vector<uint32_t> generalLeaf(const std::vector<int32_t> &numbers) {
@@ -88,7 +92,7 @@ KDBuilt buildFromParts(
     const std::function<void(ZyprKDBuildState *)> &beforeTheTree = [](ZyprKDBuildState *) {}) {
     const CoreProbeScope scope;
     ZyprKDBuildState *state = nullptr;
-    ZyprKDBuildNode *root = nullptr;
+    KDGrowingTree tree;
     const auto build = [&]() -> zypStatus {
         if (const zypStatus status = kdOpenBuild(&state, mesh.vertices.data(), mesh.triangles.data(), mesh.vertexCount(),
                                                  mesh.triangleCount(), options.memoryLimitMiB << 20))
@@ -99,23 +103,21 @@ KDBuilt buildFromParts(
         ZyprKDPrimRef *refs;
         if (const zypStatus status = kdInitPrimRefs(&refs, mesh.vertexCount(), mesh.triangleCount(), &box, state))
             return status;
-        if (const zypStatus status = kdRequestNodePair(state, &root)) return status;
-        root->kind = kdLeaf;
-        root->count = mesh.triangleCount();
-        root->refs = refs;
+        if (const zypStatus status = kdRequestNodePair(state)) return status;
+        tree = KDGrowingTree(state);
         beforeTheTree(state);
-        return kdBuildTree(state, root, options.splitBias, options.maxDepth, box, fewestForTeam);
+        return kdBuildTree(state, &tree, refs, mesh.triangleCount(), options.splitBias, options.maxDepth, box, fewestForTeam);
     };
     KDBuilt built;
     const zypStatus status = build();
-    ZyprKDTree *tree = nullptr;
+    ZyprKDTree *block = nullptr;
     int32_t size = 0;
-    built.status = kdCloseBuild(state, status, root, &tree, &size);
+    built.status = kdCloseBuild(state, status, &tree, &block, &size);
     built.requests = CoreProbe::requests();
     if (built.status != zypStsNoErr) return built;
     built.words.resize(static_cast<size_t>(size) / 4);
-    std::memcpy(built.words.data(), tree, static_cast<size_t>(size));
-    zyprFreeBlock(tree);
+    std::memcpy(built.words.data(), block, static_cast<size_t>(size));
+    zyprFreeBlock(block);
     return built;
 }
 
@@ -313,10 +315,10 @@ TEST(KDRequests, BlocksAreNeverFilledToTheirLastByte) {
 
 TEST(KDRequests, NodePairsTake48Bytes) {
     OpenBuild build;
-    ZyprKDBuildNode *first, *second;
-    ASSERT_EQ(kdRequestNodePair(build.state, &first), zypStsNoErr);
-    ASSERT_EQ(kdRequestNodePair(build.state, &second), zypStsNoErr);
-    EXPECT_EQ(reinterpret_cast<unsigned char *>(second) - reinterpret_cast<unsigned char *>(first), 48);
+    for (int pairs = 1; pairs <= 2; ++pairs) {
+        ASSERT_EQ(kdRequestNodePair(build.state), zypStsNoErr);
+        EXPECT_EQ(build.state->nodeBlocks.prev->cursor - build.state->nodeBlocks.prev->base, 48 * pairs);
+    }
 }
 
 TEST(KDRequests, PolygonArraysAreReusedByCountLastInFirstOut) {
@@ -337,14 +339,12 @@ TEST(KDRequests, PolygonArraysAreReusedByCountLastInFirstOut) {
 
 TEST(KDRequests, AHugeLeafGetsABlockOfItsOwn) {
     OpenBuild build;
-    int32_t *list = nullptr;
-    ASSERT_EQ(kdRequestLeafList(build.state, 4194304, &list), zypStsNoErr);
+    ASSERT_EQ(kdRequestLeafList(build.state, 4194304), zypStsNoErr);
     EXPECT_EQ(CoreProbe::requests().back(), 0x1000000);
-    ASSERT_EQ(kdRequestLeafList(build.state, 4194305, &list), zypStsNoErr);
+    ASSERT_EQ(kdRequestLeafList(build.state, 4194305), zypStsNoErr);
     EXPECT_EQ(CoreProbe::requests().back(), 0x1000004);
-    list[4194304] = 1;
     build.state->memoryLeft = 20000039;
-    EXPECT_EQ(kdRequestLeafList(build.state, 5000000, &list), zypStsMemLimitErr);
+    EXPECT_EQ(kdRequestLeafList(build.state, 5000000), zypStsMemLimitErr);
 }
 
 TEST(KDClip, TrianglesInsideCostNoVertices) {
@@ -454,17 +454,56 @@ TEST(KDEmit, OtherLeavesHaveAList) {
     }
 }
 
+// Every list and every pair crosses from block to block somewhere.
+TEST(KDEmit, TreesOfManyBlocksHaveTheirNodesAndListsInOrder) {
+    constexpr int32_t leaves = 800000; // three blocks of pairs
+    OpenBuild build(100, 1024);
+    KDGrowingTree tree(build.state);
+    const auto leaf = [&](int32_t i) {
+        const int32_t count = i % 3 == 0 ? 1 : 11;
+        EXPECT_EQ(kdRequestLeafList(build.state, count), zypStsNoErr);
+        return tree.leaf(count, [i](int32_t k) { return i + k; });
+    };
+    // A right comb, from its last leaf on.
+    KDFinishedNode node = leaf(leaves - 1);
+    for (int32_t i = leaves - 1; i-- > 0;) {
+        ASSERT_EQ(kdRequestNodePair(build.state), zypStsNoErr);
+        const KDFinishedNode left = leaf(i);
+        node = tree.inner(i % 3, -static_cast<float>(i), left, node);
+    }
+    tree.root = node;
+    EXPECT_EQ(build.state->nodeBlocks.prev->prev->prev, build.state->nodeBlocks.next);
+    EXPECT_EQ(build.state->leafBlocks.prev->prev, build.state->leafBlocks.next);
+
+    const std::vector<uint32_t> words = wordsOf(tree);
+    size_t at = 0, list = 4 + 4 * static_cast<size_t>(leaves - 1);
+    const auto expectLeaf = [&](size_t place, int32_t i) {
+        if (i % 3 == 0) return words[place] == (0x80000000u | static_cast<uint32_t>(i)) && words[place + 1] == 0x80000001u;
+        bool right = words[place] == 0u - 4u * static_cast<uint32_t>(list - place) && words[place + 1] == 11;
+        for (uint32_t k = 0; k < 11; ++k) right = right && words[list++] == static_cast<uint32_t>(i) + k;
+        return right;
+    };
+    for (int32_t i = 0; i < leaves - 1; ++i) {
+        const size_t pair = 4 + 4 * static_cast<size_t>(i);
+        ASSERT_EQ(words[at], 4 * (pair - at) | static_cast<uint32_t>(i % 3)) << i;
+        ASSERT_EQ(words[at + 1], bits(-static_cast<float>(i))) << i;
+        ASSERT_TRUE(expectLeaf(pair, i)) << i;
+        at = pair + 2;
+    }
+    EXPECT_TRUE(expectLeaf(at, leaves - 1));
+    EXPECT_EQ(list, words.size());
+}
+
 TEST(KDEmit, TreesBeyond32BitsAreAFailedAllocation) {
     const CoreProbeScope scope;
-    ZyprKDBuildNode leaves[2]{}, root{};
-    for (ZyprKDBuildNode &leaf : leaves) {
-        leaf.kind = kdLeaf;
-        leaf.count = 1 << 29; // the lists' bytes wrap to nothing
-    }
-    root.children = leaves;
-    ZyprKDTree *tree = nullptr;
+    KDGrowingTree tree;
+    tree.numbers.count = 1 << 30; // the lists' bytes wrap to nothing
+    ZyprKDTree *block = nullptr;
     int32_t size = -5;
-    EXPECT_EQ(kdEmitTree(root, &tree, &size), zypStsAllocFailErr);
+    EXPECT_EQ(kdEmitTree(tree, &block, &size), zypStsAllocFailErr);
+    tree.numbers.count = 0;
+    tree.pairs.count = (1 << 27) - 1; // 16 bytes too many
+    EXPECT_EQ(kdEmitTree(tree, &block, &size), zypStsAllocFailErr);
     EXPECT_TRUE(CoreProbe::requests().empty());
     EXPECT_EQ(size, -5);
 }
@@ -472,12 +511,12 @@ TEST(KDEmit, TreesBeyond32BitsAreAFailedAllocation) {
 TEST(KDEmit, AFailedBlockIsReportedWithTheOutputsUnwritten) {
     const CoreProbeScope scope;
     CoreProbe::failingAllocation = 0;
-    ZyprKDBuildNode leaf{};
-    leaf.kind = kdLeaf;
-    ZyprKDTree *tree = nullptr;
+    KDGrowingTree tree;
+    tree.root = tree.emptyLeaf();
+    ZyprKDTree *block = nullptr;
     int32_t size = -5;
-    EXPECT_EQ(kdEmitTree(leaf, &tree, &size), zypStsAllocFailErr);
-    EXPECT_EQ(tree, nullptr);
+    EXPECT_EQ(kdEmitTree(tree, &block, &size), zypStsAllocFailErr);
+    EXPECT_EQ(block, nullptr);
     EXPECT_EQ(size, -5);
 }
 
