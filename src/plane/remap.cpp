@@ -17,12 +17,27 @@ struct Bounds {
 bool isWithin(float position, int32_t low, int32_t high) {
     return position >= static_cast<float>(low) && position <= static_cast<float>(high);
 }
+bool areWithin(Float8 positions, int32_t low, int32_t high) {
+    const Float8 least = broadcast<8>(static_cast<float>(low)), most = broadcast<8>(static_cast<float>(high));
+    return zypr::all((positions >= least) & (positions <= most));
+}
 
-// ---- Modes: the sample at a position within the bounds ------------------------------------------------------------------
+// ---- Modes: the sample at a position within the bounds, and eight of them where takesEights() -----------------------------
+
+struct BySingles {
+    static constexpr bool takesEights(const Bounds &) { return false; }
+    template <class Sample> static void eightAt(const SampledPlane<Sample> &, const Bounds &, Float8, Float8, Sample *) {}
+};
 
 struct Nearest {
     template <class Sample> static Sample at(const SampledPlane<Sample> &src, const Bounds &, float x, float y) {
         return src.at(clamped(truncated(x + 0.5f), 0, src.lastX), clamped(truncated(y + 0.5f), 0, src.lastY));
+    }
+    static bool takesEights(const Bounds &) { return true; }
+    template <class Sample>
+    static void eightAt(const SampledPlane<Sample> &src, const Bounds &, Float8 x, Float8 y, Sample *to) {
+        const Float8 half = broadcast<8>(0.5f);
+        copyEight(src, clamped(truncated(x + half), 0, src.lastX), clamped(truncated(y + half), 0, src.lastY), to);
     }
 };
 
@@ -31,19 +46,37 @@ int32_t pairAt(float position, int32_t last) {
     const int32_t i = truncated(position);
     return i >= 0 && i < last ? i : last - 1;
 }
+Int8 pairAt(Float8 position, int32_t last) { return clamped(truncated(position), 0, last - 1); }
+
+template <class Sample>
+void eightLinear(const SampledPlane<Sample> &src, int32_t lastX, int32_t lastY, Float8 x, Float8 y, Sample *to) {
+    const Int8 ix = pairAt(x, lastX), iy = pairAt(y, lastY);
+    storeConverted(to, bilinear(quadAt<Float8>(src, ix, iy), x - toFloat(ix), y - toFloat(iy)));
+}
 
 struct Linear {
     template <class Sample> static Sample at(const SampledPlane<Sample> &src, const Bounds &bounds, float x, float y) {
         const int32_t ix = pairAt(x, bounds.xMax), iy = pairAt(y, bounds.yMax);
         const float fx = x - static_cast<float>(ix), fy = y - static_cast<float>(iy);
         if constexpr (sizeof(Sample) == 1)
-            return bilinearFixedPoint(src, ix, iy, fx, fy);
+            return static_cast<Sample>(bilinearFixedPoint(quadAt<int32_t>(src, ix, iy), fx, fy));
         else
-            return converted<Sample>(bilinear(src, ix, iy, fx, fy));
+            return converted<Sample>(bilinear(quadAt<float>(src, ix, iy), fx, fy));
+    }
+    // Else pairs begin at -1.
+    static bool takesEights(const Bounds &bounds) { return bounds.xMax > 0 && bounds.yMax > 0; }
+    template <class Sample>
+    static void eightAt(const SampledPlane<Sample> &src, const Bounds &bounds, Float8 x, Float8 y, Sample *to) {
+        if constexpr (sizeof(Sample) == 1) {
+            const Int8 ix = pairAt(x, bounds.xMax), iy = pairAt(y, bounds.yMax);
+            storeEight(to, bilinearFixedPoint(quadAt<Int8>(src, ix, iy), x - toFloat(ix), y - toFloat(iy)));
+        } else {
+            eightLinear(src, bounds.xMax, bounds.yMax, x, y, to);
+        }
     }
 };
 
-struct LagrangeCubic {
+struct LagrangeCubic : BySingles {
     template <class Sample> static Sample at(const SampledPlane<Sample> &src, const Bounds &, float x, float y) {
         if constexpr (sizeof(Sample) == 1)
             return lagrangeFixedPoint(src, x, y);
@@ -52,13 +85,13 @@ struct LagrangeCubic {
     }
 };
 
-struct CatmullRomCubic {
+struct CatmullRomCubic : BySingles {
     template <class Sample> static Sample at(const SampledPlane<Sample> &src, const Bounds &, float x, float y) {
         return catmullRom(src, x, y);
     }
 };
 
-struct Lanczos {
+struct Lanczos : BySingles {
     template <class Sample> static Sample at(const SampledPlane<Sample> &src, const Bounds &, float x, float y) {
         return lanczos(src, x, y);
     }
@@ -68,10 +101,15 @@ struct Lanczos {
 struct SmoothLinear {
     template <class Sample> static Sample at(const SampledPlane<Sample> &src, const Bounds &, float x, float y) {
         const int32_t ix = pairAt(x, src.lastX), iy = pairAt(y, src.lastY);
-        return converted<Sample>(bilinear(src, ix, iy, x - static_cast<float>(ix), y - static_cast<float>(iy)));
+        return converted<Sample>(bilinear(quadAt<float>(src, ix, iy), x - static_cast<float>(ix), y - static_cast<float>(iy)));
+    }
+    static bool takesEights(const Bounds &) { return true; }
+    template <class Sample>
+    static void eightAt(const SampledPlane<Sample> &src, const Bounds &, Float8 x, Float8 y, Sample *to) {
+        eightLinear(src, src.lastX, src.lastY, x, y, to);
     }
 };
-struct SmoothLagrangeCubic {
+struct SmoothLagrangeCubic : BySingles {
     template <class Sample> static Sample at(const SampledPlane<Sample> &src, const Bounds &, float x, float y) {
         return converted<Sample>(lagrange(src, x, y));
     }
@@ -117,10 +155,11 @@ template <class Sample> struct Target {
 // A position that is not a number counts as outside.
 template <class Mode, bool smooth, class Sample>
 void remapPlane(const SampledPlane<Sample> &src, const Bounds &bounds, const Target<Sample> &dst) {
+    const bool takesEights = Mode::takesEights(bounds);
     for (int32_t row = 0; row < dst.size.height; ++row) {
         const float *xMap = planeRow(dst.xMap, dst.xMapRowStep, row), *yMap = planeRow(dst.yMap, dst.yMapRowStep, row);
         Sample *to = planeRow(dst.plane, dst.rowStep, row);
-        for (int32_t column = 0; column < dst.size.width; ++column) {
+        const auto remapSample = [&](int32_t column) {
             const float x = loadSample(xMap, column), y = loadSample(yMap, column);
             if (isWithin(x, bounds.xMin, bounds.xMax) && isWithin(y, bounds.yMin, bounds.yMax)) {
                 storeSample(to, column, Mode::at(src, bounds, x, y));
@@ -128,7 +167,16 @@ void remapPlane(const SampledPlane<Sample> &src, const Bounds &bounds, const Tar
                 if (isWithin(x, bounds.xMin - 1, bounds.xMax + 1) && isWithin(y, bounds.yMin - 1, bounds.yMax + 1))
                     storeSample(to, column, faded(src, bounds, x, y, loadSample(to, column)));
             }
+        };
+        int32_t column = 0;
+        for (; takesEights && dst.size.width - column >= 8; column += 8) {
+            const Float8 x = load<8>(xMap + column), y = load<8>(yMap + column);
+            if (areWithin(x, bounds.xMin, bounds.xMax) && areWithin(y, bounds.yMin, bounds.yMax))
+                Mode::eightAt(src, bounds, x, y, to + column);
+            else
+                for (int32_t lane = 0; lane < 8; ++lane) remapSample(column + lane);
         }
+        for (; column < dst.size.width; ++column) remapSample(column);
     }
 }
 

@@ -1,78 +1,57 @@
 // The kernels that plane remap and plane warp share: what a sample at one position is, mode by mode.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <type_traits>
 
 #include "plane/lanczos.h"
+#include "plane/sampled_plane.h"
 #include "simd/vector.h"
 
 namespace zypr::planes {
 
-// Row steps are bytes and need not be multiples of the sample's size, so rows may lie at any address.
-template <class Sample> Sample *planeRow(Sample *plane, int32_t byteStep, int32_t y) {
-    using Byte = std::conditional_t<std::is_const_v<Sample>, const char, char>;
-    return reinterpret_cast<Sample *>(reinterpret_cast<Byte *>(plane) + static_cast<ptrdiff_t>(y) * byteStep);
-}
-template <class Sample> Sample loadSample(const Sample *row, int32_t x) {
-    Sample sample;
-    std::memcpy(&sample, row + x, sizeof sample);
-    return sample;
-}
-template <class Sample> void storeSample(Sample *row, int32_t x, Sample sample) {
-    std::memcpy(row + x, &sample, sizeof sample);
-}
-
-template <class Sample> struct SampledPlane {
-    const Sample *base;
-    int32_t rowStep;      // bytes
-    int32_t lastX, lastY; // the plane's last column and row
-
-    const Sample *row(int32_t y) const { return planeRow(base, rowStep, y); }
-    Sample at(int32_t x, int32_t y) const { return loadSample(row(y), x); }
-};
-
-inline int32_t clamped(int32_t a, int32_t low, int32_t high) { return a < low ? low : a > high ? high : a; }
-
-// Rounds to nearest, ties to even, and saturates; 32f is stored as computed.
-template <class Sample> Sample converted(float value) {
-    if constexpr (std::is_same_v<Sample, float>)
-        return value;
-    else
-        return static_cast<Sample>(clamped(roundedToNearest(value), 0, std::numeric_limits<Sample>::max()));
-}
-
 // ---- Linear -------------------------------------------------------------------------------------------------------------
 
-// Four samples as floats. The left column and the upper row may have the index -1: their weight is 0 then, and they don't
-// exist.
+// The four samples round a position, or those round eight.
 template <class Value> struct Quad { Value upperLeft, upperRight, lowerLeft, lowerRight; };
 
+// The left column and the upper row may have the index -1: their weight is 0 then, and they don't exist.
 template <class Value, class Sample> Quad<Value> quadAt(const SampledPlane<Sample> &src, int32_t x, int32_t y) {
     const auto at = [&](int32_t column, int32_t row) {
         return column < 0 || row < 0 ? Value(0) : static_cast<Value>(src.at(column, row));
     };
     return {at(x, y), at(x + 1, y), at(x, y + 1), at(x + 1, y + 1)};
 }
+// All samples exist.
+template <class Value, class Sample> Quad<Value> quadAt(const SampledPlane<Sample> &src, Int8 x, Int8 y) {
+    const Sample *upper[8], *lower[8];
+    for (int lane = 0; lane < 8; ++lane) {
+        upper[lane] = src.row(y.v[lane]) + x.v[lane];
+        lower[lane] = planeRow(upper[lane], src.rowStep, 1);
+    }
+    const auto column = [](const Sample *const(&from)[8], int32_t k) {
+        return eightSamples<Value>([&](int lane) { return loadSample(from[lane], k); });
+    };
+    return {column(upper, 0), column(upper, 1), column(lower, 0), column(lower, 1)};
+}
 
-template <class Sample> float bilinear(const SampledPlane<Sample> &src, int32_t x, int32_t y, float fx, float fy) {
-    const Quad<float> p = quadAt<float>(src, x, y);
-    const float upper = p.upperLeft * (1.0f - fx) + p.upperRight * fx;
-    const float lower = p.lowerLeft * (1.0f - fx) + p.lowerRight * fx;
-    return upper * (1.0f - fy) + lower * fy;
+// One position or eight.
+template <class Value> Value bilinear(const Quad<Value> &p, Value fx, Value fy) {
+    const Value gx = constant<Value>(1.0f) - fx, gy = constant<Value>(1.0f) - fy;
+    const Value upper = p.upperLeft * gx + p.upperRight * fx;
+    const Value lower = p.lowerLeft * gx + p.lowerRight * fx;
+    return upper * gy + lower * fy;
 }
 
 // Weights of 14 bits. The last step adds 33, not one half: results are rounded down but for the error of the weights.
-inline uint8_t bilinearFixedPoint(const SampledPlane<uint8_t> &src, int32_t x, int32_t y, float fx, float fy) {
-    const int32_t one = 16384;
-    const int32_t wx = roundedToNearest(fx * 16384.0f), wy = roundedToNearest(fy * 16384.0f);
-    const Quad<int32_t> p = quadAt<int32_t>(src, x, y);
-    const int32_t upper = (p.upperLeft * (one - wx) + p.upperRight * wx) >> 8;
-    const int32_t lower = (p.lowerLeft * (one - wx) + p.lowerRight * wx) >> 8;
-    return static_cast<uint8_t>((upper * (one - wy) + lower * wy + 33) >> 20);
+template <class Int, class Value> Int bilinearFixedPoint(const Quad<Int> &p, Value fx, Value fy) {
+    const Int wx = roundedToNearest(fx * constant<Value>(16384.0f)), wy = roundedToNearest(fy * constant<Value>(16384.0f));
+    const Int gx = constant<Int>(16384) - wx, gy = constant<Int>(16384) - wy;
+    const Int upper = shiftedRight(wrappingProduct(p.upperLeft, gx) + wrappingProduct(p.upperRight, wx), 8);
+    const Int lower = shiftedRight(wrappingProduct(p.lowerLeft, gx) + wrappingProduct(p.lowerRight, wx), 8);
+    return shiftedRight(wrappingProduct(upper, gy) + wrappingProduct(lower, wy) + constant<Int>(33), 20);
 }
 
 // ---- Sixteen samples ----------------------------------------------------------------------------------------------------
@@ -194,8 +173,8 @@ Sample edgeSample(const SampledPlane<Sample> &src, const EdgeTaps<taps> &x, cons
     return convertedAtEdge<Sample>(sum);
 }
 
-// The index below a position, which counts as the next one from 1e-7 below it on. Edge paths clamp it
-// to where taps still differ, so that positions far outside stay harmless.
+// The index below a position, which counts as the next one from 1e-7 below it on. Edge paths clamp it to where taps still
+// differ, so that positions far outside stay harmless.
 constexpr double wideKernelTolerance = 1e-7;
 inline int32_t indexBelow(float position) { return truncated(position + static_cast<float>(wideKernelTolerance)); }
 inline int32_t indexBelow(double position) { return truncated(position + wideKernelTolerance); }

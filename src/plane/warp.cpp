@@ -20,27 +20,78 @@ struct Stepped {
     void advance() { x += xStep, y += yStep; }
 };
 
+// Eight positions along one axis.
+struct EightSteps {
+    Double4 low, high;
+    Int8 truncated() const { return joined(zypr::truncated(low), zypr::truncated(high)); }
+    Float8 narrowed() const { return joined(zypr::narrowed(low), zypr::narrowed(high)); }
+    Float8 narrowedAbove(Int8 i) const {
+        return joined(zypr::narrowed(low - widened(zypr::low(i))), zypr::narrowed(high - widened(zypr::high(i))));
+    }
+};
+
+struct EightStepped {
+    EightSteps x, y;
+
+    // The next eight from p on, which then stands behind them.
+    explicit EightStepped(Stepped &p) {
+        const __m128d step = _mm_setr_pd(p.xStep, p.yStep);
+        __m128d at[8];
+        at[0] = _mm_setr_pd(p.x, p.y);
+        for (int k = 1; k < 8; ++k) at[k] = _mm_add_pd(at[k - 1], step);
+        const __m128d behind = _mm_add_pd(at[7], step);
+        p.x = _mm_cvtsd_f64(behind), p.y = _mm_cvtsd_f64(_mm_unpackhi_pd(behind, behind));
+        const auto four = [&](int k, EightSteps &xs, EightSteps &ys, Double4 EightSteps::*half) {
+            (xs.*half).v = _mm256_set_m128d(_mm_unpacklo_pd(at[k + 2], at[k + 3]), _mm_unpacklo_pd(at[k], at[k + 1]));
+            (ys.*half).v = _mm256_set_m128d(_mm_unpackhi_pd(at[k + 2], at[k + 3]), _mm_unpackhi_pd(at[k], at[k + 1]));
+        };
+        four(0, x, y, &EightSteps::low);
+        four(4, x, y, &EightSteps::high);
+    }
+};
+
 struct WarpNearest {
     template <class Sample> static void span(const SampledPlane<Sample> &src, Stepped p, Sample *dst, int32_t count, float *) {
         p.x += 0.5, p.y += 0.5;
-        for (int32_t k = 0; k < count; ++k, p.advance())
+        int32_t k = 0;
+        for (; count - k >= 8; k += 8) {
+            const EightStepped at(p);
+            copyEight(src, clamped(at.x.truncated(), 0, src.lastX), clamped(at.y.truncated(), 0, src.lastY), dst + k);
+        }
+        for (; k < count; ++k, p.advance())
             storeSample(dst, k, src.at(clamped(truncated(p.x), 0, src.lastX), clamped(truncated(p.y), 0, src.lastY)));
     }
 };
 
+// 8u works in float from the position on and rounds halves up; the others truncate the double and narrow its fraction.
 struct WarpLinear {
-    // 8u works in float from the position on and rounds halves up; the others truncate the double and narrow its fraction.
     template <class Sample> static void span(const SampledPlane<Sample> &src, Stepped p, Sample *dst, int32_t count, float *) {
-        using Position = std::conditional_t<sizeof(Sample) == 1, float, double>;
-        for (int32_t k = 0; k < count; ++k, p.advance()) {
-            const auto x = static_cast<Position>(p.x), y = static_cast<Position>(p.y);
-            const int32_t ix = clamped(truncated(x), 0, src.lastX - 1), iy = clamped(truncated(y), 0, src.lastY - 1);
-            const float value = bilinear(src, ix, iy, static_cast<float>(x - ix), static_cast<float>(y - iy));
-            if constexpr (sizeof(Sample) == 1)
-                storeSample(dst, k, static_cast<Sample>(clamped(truncated(value + 0.5f), 0, 255)));
-            else
-                storeSample(dst, k, converted<Sample>(value));
+        int32_t k = 0;
+        for (; count - k >= 8; k += 8) {
+            const EightStepped at(p);
+            if constexpr (sizeof(Sample) == 1) {
+                const Float8 x = at.x.narrowed(), y = at.y.narrowed();
+                const Int8 ix = clamped(truncated(x), 0, src.lastX - 1), iy = clamped(truncated(y), 0, src.lastY - 1);
+                const Float8 value = bilinear(quadAt<Float8>(src, ix, iy), x - toFloat(ix), y - toFloat(iy));
+                storeEight(dst + k, truncated(value + broadcast<8>(0.5f)));
+            } else {
+                const Int8 ix = clamped(at.x.truncated(), 0, src.lastX - 1), iy = clamped(at.y.truncated(), 0, src.lastY - 1);
+                storeConverted(dst + k, bilinear(quadAt<Float8>(src, ix, iy), at.x.narrowedAbove(ix), at.y.narrowedAbove(iy)));
+            }
         }
+        for (; k < count; ++k, p.advance()) storeSample(dst, k, one(src, p.x, p.y));
+    }
+
+private:
+    template <class Sample> static Sample one(const SampledPlane<Sample> &src, double atX, double atY) {
+        using Position = std::conditional_t<sizeof(Sample) == 1, float, double>;
+        const auto x = static_cast<Position>(atX), y = static_cast<Position>(atY);
+        const int32_t ix = clamped(truncated(x), 0, src.lastX - 1), iy = clamped(truncated(y), 0, src.lastY - 1);
+        const float value = bilinear(quadAt<float>(src, ix, iy), static_cast<float>(x - ix), static_cast<float>(y - iy));
+        if constexpr (sizeof(Sample) == 1)
+            return static_cast<Sample>(clamped(truncated(value + 0.5f), 0, 255));
+        else
+            return converted<Sample>(value);
     }
 };
 

@@ -131,6 +131,11 @@ template <int N> Ints<N> operator-(Ints<N> a, Ints<N> b) {
     return {reinterpret_cast<typename Registers<N>::Int>(reinterpret_cast<U>(a.v) - reinterpret_cast<U>(b.v))};
 }
 
+inline Int8 wrappingProduct(Int8 a, Int8 b) { return {reinterpret_cast<int8Register>(_mm256_mullo_epi32(raw(a), raw(b)))}; }
+inline int32_t wrappingProduct(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
+}
+
 // a x b + c with one rounding.
 inline float fused(float a, float b, float c) { return __builtin_fmaf(a, b, c); }
 inline double fused(double a, double b, double c) { return __builtin_fma(a, b, c); }
@@ -188,7 +193,9 @@ template <int N> Mask<N> operator&(Mask<N> a, Mask<N> b) { return {a.v & b.v}; }
 template <int N> Mask<N> operator|(Mask<N> a, Mask<N> b) { return {a.v | b.v}; }
 template <int N> Mask<N> operator~(Mask<N> a) { return {~a.v}; }
 
-template <int N> Ints<N> shiftedRight(Ints<N> a, int bits) { return {a.v >> bits}; } // the sign comes in
+// The sign comes in.
+template <int N> Ints<N> shiftedRight(Ints<N> a, int bits) { return {a.v >> bits}; }
+inline int32_t shiftedRight(int32_t a, int bits) { return a >> bits; }
 
 // The float's bits AND NOT the word's bits.
 template <int N> Floats<N> withoutBits(Floats<N> a, Ints<N> word) { return floatsOf<N>({bitsOf(a).v & ~word.v}); }
@@ -277,6 +284,7 @@ struct Double4 {
 inline Double4 widened(Float4 a) { return {_mm256_cvtps_pd(a.v)}; }
 inline Double4 widened(Int4 a) { return {_mm256_cvtepi32_pd(raw(a))}; }
 inline Float4 narrowed(Double4 a) { return {_mm256_cvtpd_ps(a.v)}; }
+inline Int4 truncated(Double4 a) { return {reinterpret_cast<int4Register>(_mm256_cvttpd_epi32(a.v))}; }
 inline Double4 broadcastDouble(double a) { return {_mm256_set1_pd(a)}; }
 inline Double4 operator+(Double4 a, Double4 b) { return {a.v + b.v}; }
 inline Double4 operator-(Double4 a, Double4 b) { return {a.v - b.v}; }

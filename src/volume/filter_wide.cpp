@@ -25,11 +25,6 @@ const int32_t *lastTap(const FilterJob &job) {
 
 // ---- Float rows ---------------------------------------------------------------------------------------------------------
 
-int32_t wrappingProduct(int32_t a, int32_t b) {
-    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
-}
-Int8 wrappingProduct(Int8 a, Int8 b) { return {reinterpret_cast<int8Register>(_mm256_mullo_epi32(raw(a), raw(b)))}; }
-
 // One sample or eight.
 struct OneSample {
     using Int = int32_t;

@@ -9,12 +9,6 @@ using namespace sampling;
 
 namespace {
 
-// Row y of a plane; the step is in bytes and need not be a multiple of the sample's size.
-template <class Sample> Sample *rowAt(Sample *plane, int32_t byteStep, int32_t y) {
-    using Byte = std::conditional_t<std::is_const_v<Sample>, const char, char>;
-    return reinterpret_cast<Sample *>(reinterpret_cast<Byte *>(plane) + static_cast<ptrdiff_t>(y) * byteStep);
-}
-
 template <class Sample>
 zypStatus remapVolume(const Sample *const *srcPlanes, const ZyprVolumeExtent *srcExtent, int32_t srcRowStep,
                       ZyprVoxelCuboid *srcRegion, const float *const *xMapPlanes, const float *const *yMapPlanes,
@@ -42,11 +36,11 @@ zypStatus remapVolume(const Sample *const *srcPlanes, const ZyprVolumeExtent *sr
                 const int32_t later = z < extent.depth - planesFetchedAhead ? z + planesFetchedAhead : extent.depth - 1;
                 for (int32_t y = 0; y < extent.height; ++y) {
                     const auto mapsAt = [&](int32_t plane) {
-                        return MapRows{rowAt(xMapPlanes[plane], mapRowStep, y), rowAt(yMapPlanes[plane], mapRowStep, y),
-                                       rowAt(zMapPlanes[plane], mapRowStep, y)};
+                        return MapRows{planeRow(xMapPlanes[plane], mapRowStep, y), planeRow(yMapPlanes[plane], mapRowStep, y),
+                                       planeRow(zMapPlanes[plane], mapRowStep, y)};
                     };
                     const MappedRow row(mapsAt(z), mapsAt(later));
-                    sampleRow(src, kernel, row, rowAt(dstPlanes[z], dstRowStep, y), extent.width);
+                    sampleRow(src, kernel, row, planeRow(dstPlanes[z], dstRowStep, y), extent.width);
                 }
             }
         });

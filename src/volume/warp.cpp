@@ -79,9 +79,8 @@ void warpPlanes(const SampledRegion<Sample> &src, const Kernel &kernel, const Af
     for (int32_t z = part.z; z < part.z + part.depth; ++z, planeBase = planeBase + zStep) {
         Double4 rowBase = planeBase;
         for (int32_t y = part.y; y < part.y + part.height; ++y, rowBase = rowBase + yStep) {
-            auto *bytes = reinterpret_cast<char *>(dstPlanes[z]) + static_cast<ptrdiff_t>(y) * dstRowStep;
             sampleRow(src, kernel, SteppedRow(rowBase + toFirstColumn, xStep, toRowAhead),
-                      reinterpret_cast<Sample *>(bytes) + part.x, part.width);
+                      planeRow(dstPlanes[z], dstRowStep, y) + part.x, part.width);
         }
     }
 }
