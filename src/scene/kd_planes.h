@@ -43,14 +43,15 @@ struct KDNodeBox {
         area = eb * ec;
     }
     bool evaluates(int axis) const { return (signBits(evaluated) >> axis & 1) != 0; }
+    // No 0 / 0, which might trap, even where a compiler divides first and decides afterwards.
     KDAxisCost costOf(int axis) const {
         const double S = halfPerimeter.v[axis], P = area.v[axis];
-        return {m.v[axis], M.v[axis], S, P < smallestArea ? 0.0 : P / S};
+        return {m.v[axis], M.v[axis], S, P < smallestArea ? 0.0 : P / maximum(S, DBL_MIN)};
     }
     // All w, in single precision.
     Float4 nearW() const {
-        const Mask4 tooSmall = area <= broadcast<4>(static_cast<float>(smallestArea));      // which is below the double
-        return keep(~tooSmall, area / select(tooSmall, broadcast<4>(1.0f), halfPerimeter)); // 0 / 0 might trap
+        const Mask4 largeEnough = area > broadcast<4>(static_cast<float>(smallestArea)); // rounds to less
+        return keep(largeEnough, area / maximum(halfPerimeter, broadcast<4>(FLT_MIN)));
     }
 
 private:
