@@ -159,9 +159,8 @@ bool isWarpMode(uint32_t mode) {
            mode == zyprInterCubicCatmullRom;
 }
 
-// Catmull-Rom stays: its taps are clamped, so any plane is large enough.
+// Planes have two columns and rows here at least. Catmull-Rom stays: its taps are clamped, so any plane is large enough.
 uint32_t loweredMode(uint32_t mode, ZyprPlaneSize size) {
-    if (size.width == 1 || size.height == 1) return zyprInterNearest;
     if (mode == zyprInterCubicLagrange && (size.width < 4 || size.height < 4)) return zyprInterLinear;
     return mode;
 }
@@ -189,11 +188,11 @@ zypStatus planeWarp(const Sample *srcPlane, ZyprPlaneSize srcPlaneSize, int32_t 
     if (!isValid(srcRect) || !isValid(dstRect)) return zypStsSizeErr;
     if (!isWarpMode(mode)) return zypStsInterpolationModeErr;
     if (isDegenerate(planeMatrix)) return zypStsSingularTransformErr;
-    mode = loweredMode(mode, srcPlaneSize);
     if (srcRect.x >= srcPlaneSize.width || srcRect.y >= srcPlaneSize.height) return zypStsPlaneRoiOutsideWrn;
     if (srcRect.width > srcPlaneSize.width - srcRect.x) srcRect.width = srcPlaneSize.width - srcRect.x;
     if (srcRect.height > srcPlaneSize.height - srcRect.y) srcRect.height = srcPlaneSize.height - srcRect.y;
     if (srcRect.width < 2 || srcRect.height < 2) return zypStsRoiTooSmallErr;
+    mode = loweredMode(mode, srcPlaneSize);
 
     PlaneAffine affine;
     std::memcpy(affine.a, planeMatrix, sizeof affine.a);

@@ -30,6 +30,19 @@ template <class Sample> struct PlaneWarp {
     }
 };
 
+// From the images of three corners of the rectangle back to them.
+Matrix modelInverse(const Matrix &m, const ZyprPlaneRect &r) {
+    const double x0 = r.x, y0 = r.y, x1 = r.x + r.width - 1, y1 = r.y + r.height - 1;
+    const auto corner = [&](double x, double y) {
+        return std::array<double, 2>{std::fma(m[0], x, std::fma(m[1], y, m[2])), std::fma(m[3], x, std::fma(m[4], y, m[5]))};
+    };
+    const auto p0 = corner(x0, y0), p1 = corner(x1, y0), p2 = corner(x1, y1);
+    const double d = 1 / ((p2[1] - p1[1]) * (p1[0] - p0[0]) - (p2[0] - p1[0]) * (p1[1] - p0[1]));
+    const double i00 = (p2[1] - p1[1]) * (x1 - x0) * d, i01 = -(p2[0] - p1[0]) * (x1 - x0) * d;
+    const double i10 = -(p1[1] - p0[1]) * (y1 - y0) * d, i11 = (p1[0] - p0[0]) * (y1 - y0) * d;
+    return {i00, i01, x0 - i00 * p0[0] - i01 * p0[1], i10, i11, y0 - i10 * p0[0] - i11 * p0[1]};
+}
+
 // The sample at a stepped position.
 template <class Sample> Allowed modelStepped(const TestPlane<Sample> &src, uint32_t mode, double x, double y) {
     if (mode == 1) return exactly(src.at(static_cast<int32_t>(x), static_cast<int32_t>(y)));
@@ -64,15 +77,7 @@ TYPED_TEST(PlaneWarpOf, EveryModeAgreesWithTheModelOnTheImageAndTouchesNothingEl
         const Matrix m = {c, -s + skew * c, random.real(2, 20), s, c + skew * s, random.real(2, 20)};
         const ZyprPlaneRect r = clippedRect(w.rect, w.src.width, w.src.height);
         const double x0 = r.x, y0 = r.y, x1 = r.x + r.width - 1, y1 = r.y + r.height - 1;
-        const auto corner = [&](double x, double y) {
-            return std::array<double, 2>{std::fma(m[0], x, std::fma(m[1], y, m[2])),
-                                         std::fma(m[3], x, std::fma(m[4], y, m[5]))};
-        };
-        const auto p0 = corner(x0, y0), p1 = corner(x1, y0), p2 = corner(x1, y1);
-        const double d = 1 / ((p2[1] - p1[1]) * (p1[0] - p0[0]) - (p2[0] - p1[0]) * (p1[1] - p0[1]));
-        const double i00 = (p2[1] - p1[1]) * (x1 - x0) * d, i01 = -(p2[0] - p1[0]) * (x1 - x0) * d;
-        const double i10 = -(p1[1] - p0[1]) * (y1 - y0) * d, i11 = (p1[0] - p0[0]) * (y1 - y0) * d;
-        const double i02 = x0 - i00 * p0[0] - i01 * p0[1], i12 = y0 - i10 * p0[0] - i11 * p0[1];
+        const auto [i00, i01, i02, i10, i11, i12] = modelInverse(m, r);
         const auto isCovered = [&](int32_t x, int32_t y) {
             if (x < w.box.x || y < w.box.y || x >= w.box.x + w.box.width || y >= w.box.y + w.box.height) return false;
             const double sx = i00 * x + i01 * y + i02, sy = i10 * x + i11 * y + i12;
@@ -135,6 +140,40 @@ TYPED_TEST(PlaneWarpOf, PositionsAreSteppedByAdditionAlongRowsAndColumns) {
             for (int32_t x = 0; x <= std::floor(w1); ++x, px += i00) {
                 const Allowed expected = modelStepped(w.src, mode, px, py);
                 ASSERT_TRUE(expected.allows(static_cast<double>(w.dst.at(x, y)))) << "mode " << mode << " at " << x << " " << y;
+            }
+        }
+    }
+}
+
+// Stepping begins at the corner of a box that lies inside the image.
+TYPED_TEST(PlaneWarpOf, PositionsInsideATurnedImageAreSteppedFromTheBoxsCorner) {
+    Random random(79);
+    for (int round = 0; round < 20; ++round) {
+        PlaneWarp<TypeParam> w(TestPlane<TypeParam>::random(random, 60, 50), 40, 32);
+        w.rect = {2, 1, 57, 48};
+        w.box = {random.integer(8, 12), random.integer(8, 12), random.integer(1, 20), random.integer(1, 14)};
+        const float turn = random.real(-3.2f, 3.2f), scale = random.real(0.9f, 1.6f);
+        const double c = std::cos(turn) * scale, s = std::sin(turn) * scale;
+        const Matrix m = {c, -s, 20 - c * 30 + s * 25, s, c, 16 - s * 30 - c * 25};
+        const auto [i00, i01, i02, i10, i11, i12] = modelInverse(m, w.rect);
+        for (const uint32_t mode : warpModes) {
+            w.dst.fill(77);
+            EXPECT_EQ(w.run(m, mode), zypStsNoErr);
+            double xTerm = i01 * w.box.y + i02, yTerm = i11 * w.box.y + i12;
+            for (int32_t y = 0; y < 32; ++y) {
+                const bool isRow = y >= w.box.y && y < w.box.y + w.box.height;
+                double sx = i00 * w.box.x + xTerm, sy = i10 * w.box.x + yTerm;
+                if (mode == 1) sx += 0.5, sy += 0.5;
+                for (int32_t x = 0; x < 40; ++x) {
+                    const auto actual = static_cast<double>(w.dst.at(x, y));
+                    if (!isRow || x < w.box.x || x >= w.box.x + w.box.width) {
+                        ASSERT_EQ(actual, 77);
+                        continue;
+                    }
+                    ASSERT_TRUE(modelStepped(w.src, mode, sx, sy).allows(actual)) << "mode " << mode << " at " << x << " " << y;
+                    sx += i00, sy += i10;
+                }
+                if (isRow) xTerm += i01, yTerm += i11;
             }
         }
     }
@@ -229,6 +268,23 @@ TYPED_TEST(PlaneWarpOf, ChecksComeInTheirOrder) {
         << "corners coincide";
     EXPECT_EQ(run(true, true, {6, 6}, whole, whole, {0, 1, 0, 1, 0, 0}, 1), zypStsNoErr);
     EXPECT_EQ(run(true, true, {6, 6}, whole, whole, identity, 1 | zyprSmoothEdgeFlag), zypStsNoErr);
+}
+
+TYPED_TEST(PlaneWarpOf, AMatrixIsSingularWhenItsProductsCancelBesideTheFirst) {
+    PlaneWarp<TypeParam> w(TestPlane<TypeParam>(6, 6), 8, 8);
+    const auto isSingular = [&](double a, double b, double c, double d) {
+        const zypStatus status = w.run({a, b, 0, c, d, 0}, 1);
+        EXPECT_TRUE(status == zypStsSingularTransformErr || status >= zypStsNoErr);
+        return status == zypStsSingularTransformErr;
+    };
+    EXPECT_TRUE(isSingular(1, 1, 1 - 5e-11, 1));
+    EXPECT_FALSE(isSingular(1, 1, 1 - 2e-10, 1));
+    EXPECT_TRUE(isSingular(1e3, 1e3, 1e3 * (1 - 5e-11), 1e3)) << "relative to the first product";
+    EXPECT_FALSE(isSingular(1e-6, 0, 0, 1e-6));
+    EXPECT_FALSE(isSingular(1e-6, 1, 1, 1e-6)) << "and to the first alone";
+    EXPECT_TRUE(isSingular(1e-125, 1, 5e-11, 1e-125)) << "a first product of 1e-250 counts as nothing";
+    EXPECT_FALSE(isSingular(1e-125, 1, 2e-10, 1e-125));
+    EXPECT_FALSE(isSingular(1e-75, 1, 5e-11, 1e-75));
 }
 
 TYPED_TEST(PlaneWarpOf, NoMemoryForTheRowsIsTheOverlapWarningAndNothingLeaks) {
