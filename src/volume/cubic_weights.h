@@ -18,16 +18,18 @@ inline constexpr CubicKernel bSplineKernel = {6, {4, 0, -6, 3}, {8, -12, 6, -1}}
 inline constexpr CubicKernel catmullRomKernel = {2, {2, 0, -5, 3}, {4, -8, 5, -1}};
 inline constexpr CubicKernel bcKernel = {60, {50, 0, -102, 57}, {112, -204, 120, -23}}; // B = 1/2, C = 3/10
 
-// The entries that the four taps of a position start from.
-struct CubicTaps {
+// The entries that the four taps of a position start from, and what leads to the next ones.
+struct alignas(32) CubicTaps {
     float value[4], toNext[4];
 };
 
 struct CubicTable {
-    static constexpr int32_t last = 200;     // the entry of distance 2
-    float value[last + 2];                   // K(k / 100)
-    alignas(32) CubicTaps between[last / 2]; // for positions from k to k + 1 hundredths above a voxel, exclusive
-    CubicTaps on[last / 2 + 1];              // for positions k hundredths above it, 100 included
+    static constexpr int32_t last = 200; // the entry of distance 2
+    float value[last + 2];               // K(k / 100)
+    CubicTaps taps[last / 2];            // for positions from k to k + 1 hundredths above a voxel
+
+    // Whether entry k and all that leads to the next one give just that.
+    constexpr bool reachesNext(int32_t k) const { return value[k] + (value[k + 1] - value[k]) == value[k + 1]; }
 };
 
 constexpr CubicTable makeCubicTable(const CubicKernel &kernel) {
@@ -38,23 +40,30 @@ constexpr CubicTable makeCubicTable(const CubicKernel &kernel) {
         const int64_t numerator = ((c[3] * k + c[2] * 100) * k + c[1] * 10000) * k + c[0] * 1000000;
         table.value[k] = static_cast<float>(static_cast<double>(numerator) / static_cast<double>(kernel.denominator * 1000000));
     }
-    for (int32_t k = 0; k <= CubicTable::last / 2; ++k) {
-        const int32_t entry[4] = {100 + k, k, 100 - k, 200 - k};
+    for (int32_t k = 0; k < CubicTable::last / 2; ++k) {
+        const int32_t entry[4] = {100 + k, k, 99 - k, 199 - k};
         for (int32_t tap = 0; tap < 4; ++tap) {
-            const float *const on = table.value + entry[tap];
-            table.on[k].value[tap] = on[0], table.on[k].toNext[tap] = on[1] - on[0];
-            if (k == CubicTable::last / 2) continue;
-            const float *const between = tap < 2 ? on : on - 1;
-            table.between[k].value[tap] = between[0], table.between[k].toNext[tap] = between[1] - between[0];
+            const float *const value = table.value + entry[tap];
+            table.taps[k].value[tap] = value[0];
+            table.taps[k].toNext[tap] = value[1] - value[0];
         }
     }
     return table;
+}
+
+// Whether the rows of taps lead to the next entries: all but those of positions less than three hundredths from a voxel, and of
+// these the first where the position is the voxel.
+constexpr bool reachesNext(const CubicTable &table) {
+    for (int32_t k = 3; k <= 96; ++k)
+        if (!table.reachesNext(100 + k) || !table.reachesNext(99 - k) || !table.reachesNext(199 - k)) return false;
+    return table.reachesNext(99) && table.reachesNext(199);
 }
 
 inline constexpr CubicTable lagrangeTable = makeCubicTable(lagrangeKernel);
 inline constexpr CubicTable bSplineTable = makeCubicTable(bSplineKernel);
 inline constexpr CubicTable catmullRomTable = makeCubicTable(catmullRomKernel);
 inline constexpr CubicTable bcTable = makeCubicTable(bcKernel);
+static_assert(reachesNext(lagrangeTable) && reachesNext(bSplineTable) && reachesNext(catmullRomTable) && reachesNext(bcTable));
 
 inline float cubicWeight(const CubicTable &table, float distance) {
     const float hundredths = 100.0f * minimum(distance, 2.0f);
@@ -84,40 +93,45 @@ struct EightCubicWeights {
 
     EightCubicWeights(const CubicTable &table, Float8 fraction) {
         const Float8 one = broadcast<8>(1.0f), hundred = broadcast<8>(100.0f);
-        const Float8 hundredths[4] = {hundred * (fraction + one), hundred * fraction, hundred * (one - fraction),
-                                      hundred * (one + one - fraction)};
-        Int8 entry[4];
-        for (int tap = 0; tap < 4; ++tap) {
-            entry[tap] = truncated(hundredths[tap]);
-            ofPair[tap] = hundredths[tap] - toFloat(entry[tap]);
+        const Float8 hundredths = hundred * fraction;
+        const Int8 entry = truncated(hundredths);
+        // But for rounding, the entries of the four taps follow from one of them, and each stands less than 1 above its own. It
+        // may also stand on the next one, where the same row leads there.
+        const Float8 k = toFloat(entry), rest = broadcast<8>(99.0f) - k;
+        Float8 above[4] = {hundred * (fraction + one) - (k + hundred), hundredths - k, hundred * (one - fraction) - rest,
+                           hundred * (one + one - fraction) - (rest + hundred)};
+        const Int8 largest = larger(larger(bitsOf(fraction), bitsOf(above[0])), larger(bitsOf(above[2]), bitsOf(above[3])));
+        const auto isUpTo = [&](uint32_t limit) {
+            const Int8 limits = broadcast<8>(static_cast<int32_t>(limit));
+            return larger(largest, limits) == limits;
+        };
+        if (!all(isUpTo(bitsOf(1.0f) - 1))) {
+            const Mask8 mayReachNext =
+                (fraction == broadcast<8>(0.0f)) | ((k >= broadcast<8>(3.0f)) & (k <= broadcast<8>(96.0f)));
+            if (!all(isUpTo(bitsOf(1.0f)) & mayReachNext)) {
+                tapByTap(table, fraction);
+                return;
+            }
         }
-        // But for rounding, the entries of the four taps follow from one of them.
-        const Int8 on = bitsOf(ofPair[1] == broadcast<8>(0.0f)); // -1 or 0
-        const Int8 sum = entry[1] + on;
-        if (!all((entry[0] - entry[1] == broadcast<8>(100)) & (sum + entry[2] == broadcast<8>(99)) &
-                 (sum + entry[3] == broadcast<8>(199)))) {
-            tapByTap(table, fraction);
-            return;
-        }
-        constexpr int32_t toOn = offsetof(CubicTable, on) - offsetof(CubicTable, between);
+        LanesInMemory<int32_t> bytes;
         static_assert(sizeof(CubicTaps) == 1 << 5);
-        const Int8 bytes =
-            Int8{reinterpret_cast<int8Register>(_mm256_slli_epi32(raw(entry[1]), 5))} + (on & broadcast<8>(toOn));
-        const auto *const rows = reinterpret_cast<const char *>(table.between);
-        transposeHalves(ofPair);
+        bytes.store(_mm256_slli_epi32(raw(entry), 5));
+        const auto *const rows = reinterpret_cast<const char *>(table.taps);
+        transposeHalves(above);
 #pragma GCC unroll 4
         for (int i = 0; i < 4; ++i) {
-            const auto pairOf = [&](size_t member) {
-                const auto four = [&](int lane) {
-                    return load<4>(reinterpret_cast<const float *>(rows + static_cast<uint32_t>(bytes.v[lane]) + member));
-                };
-                return joined(four(i), four(i + 4));
+            const auto rowOf = [&](int lane) {
+                return _mm256_load_ps(reinterpret_cast<const float *>(rows + static_cast<uint32_t>(bytes[lane])));
             };
-            ofPair[i] = pairOf(offsetof(CubicTaps, value)) + ofPair[i] * pairOf(offsetof(CubicTaps, toNext));
+            const __m256 a = rowOf(i), b = rowOf(i + 4);
+            const Float8 value{_mm256_permute2f128_ps(a, b, 0x20)}, toNext{_mm256_permute2f128_ps(a, b, 0x31)};
+            ofPair[i] = value + above[i] * toNext;
         }
     }
 
 private:
+    // Of the bits as numbers without a sign; a negative float's are larger than any other's.
+    static Int8 larger(Int8 a, Int8 b) { return {reinterpret_cast<int8Register>(_mm256_max_epu32(raw(a), raw(b)))}; }
     [[gnu::noinline]] void tapByTap(const CubicTable &table, Float8 fraction) {
         float weight[8][4];
         for (int lane = 0; lane < 8; ++lane) cubicWeights(table, fraction.v[lane], weight[lane]);
