@@ -7,10 +7,7 @@
 namespace zypr::sampling {
 
 // Two rows of four voxels, eight lanes.
-inline Float8 loadTwoRows(const float *a, const float *b) {
-    return {_mm256_blend_ps(_mm256_castps128_ps256(_mm_loadu_ps(a)), _mm256_broadcast_ps(reinterpret_cast<const __m128 *>(b)),
-                            0xF0)};
-}
+inline Float8 loadTwoRows(const float *a, const float *b) { return joined(load<4>(a), load<4>(b)); }
 inline Float8 loadTwoRows(const uint16_t *a, const uint16_t *b) {
     int64_t rows[2];
     std::memcpy(&rows[0], a, sizeof rows[0]);
@@ -37,19 +34,29 @@ struct TapIndices {
     int32_t index[4];
 };
 
-// The sum over 4 x 4 x 4 voxels, before the four columns are added up: rows 0 and 2 of a plane, rows 1 and 3, each over the
-// planes; then both. rowsOf(k, r) are the voxels; Float holds four for each of its positions.
+// The sum over 4 x 4 x 4 voxels, before the four columns are added up: over a plane's rows, then over the planes. rowsOf(k, r)
+// are the voxels; Float holds four for each of its positions.
 template <class Float, class RowsOf>
 [[gnu::always_inline]] inline Float weightedColumns(const Float (&wx)[1], const Float (&wy)[4], const Float (&wz)[4],
                                                     const RowsOf &rowsOf) {
-    Float even, odd;
+    Float sum;
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
-        const Float evenRows = fused(wy[2], rowsOf(k, 2), wy[0] * rowsOf(k, 0));
-        const Float oddRows = fused(wy[3], rowsOf(k, 3), wy[1] * rowsOf(k, 1));
-        even = k == 0 ? wz[k] * evenRows : fused(wz[k], evenRows, even);
-        odd = k == 0 ? wz[k] * oddRows : fused(wz[k], oddRows, odd);
+        Float inPlane = wy[0] * rowsOf(k, 0);
+        for (int row = 1; row < 4; ++row) inPlane = fused(wy[row], rowsOf(k, row), inPlane);
+        sum = k == 0 ? wz[k] * inPlane : fused(wz[k], inPlane, sum);
     }
-    return (even + odd) * wx[0];
+    return sum * wx[0];
+}
+
+// Lane i is the sum of the low half of columns[i], and lane i + 4 that of its high half.
+inline Float8 sumsOfHalves(const Float8 (&columns)[4]) {
+    const auto two = [](Float8 a, Float8 b) {
+        return Float8{_mm256_unpacklo_ps(a.v, b.v)} + Float8{_mm256_unpackhi_ps(a.v, b.v)};
+    };
+    const Float8 a = two(columns[0], columns[1]), b = two(columns[2], columns[3]);
+    return Float8{_mm256_shuffle_ps(a.v, b.v, _MM_SHUFFLE(1, 0, 1, 0))} +
+           Float8{_mm256_shuffle_ps(a.v, b.v, _MM_SHUFFLE(3, 2, 3, 2))};
 }
 
 template <class Sample> Int8 saturated(Int8 a) {
@@ -77,7 +84,8 @@ template <bool wholeEdges> struct TricubicKernel {
     template <class Sample> Int8 inner(const SampledRegion<Sample> &src, const EightPlaces &places) const {
         LanesInMemory<int64_t> offset;
         LanesInMemory<int32_t> plane;
-        offset.store(EightOffsets(places.x, places.y, src.rowStep));
+        const Int8 one = broadcast<8>(1);
+        offset.store(EightOffsets(places.x - one, places.y - one, src.rowStep));
         plane.store(places.z);
         const EightCubicWeights wx(table, places.positionX - toFloat(places.x));
         const EightCubicWeights wy(table, places.positionY - toFloat(places.y));
@@ -95,13 +103,12 @@ template <bool wholeEdges> struct TricubicKernel {
             eachTap(wy.ofPair[i], eachY);
             eachTap(wz.ofPair[i], eachZ);
             const Sample *const *const a = src.planes + plane[i] - 1, *const *const b = src.planes + plane[i + 4] - 1;
-            const ptrdiff_t fromA = offset[i] - src.rowStep - 1, fromB = offset[i + 4] - src.rowStep - 1;
+            const ptrdiff_t fromA = offset[i], fromB = offset[i + 4];
             columns[i] = weightedColumns<Float8>({wx.ofPair[i]}, eachY, eachZ, [&](int k, int row) {
                 return loadTwoRows(a[k] + fromA + row * src.rowStep, b[k] + fromB + row * src.rowStep);
             });
         }
-        transposeHalves(columns);
-        const Float8 sum = (columns[0] + columns[2]) + (columns[1] + columns[3]);
+        const Float8 sum = sumsOfHalves(columns);
         if constexpr (std::is_same_v<Sample, float>)
             return bitsOf(sum);
         else
