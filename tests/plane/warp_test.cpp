@@ -347,11 +347,42 @@ TEST(PlaneWarpSpans, BordersHaveAToleranceOfTenToTheMinusThirteen) {
     EXPECT_EQ(spanOf(3, 7).last, 7);
     EXPECT_EQ(spanOf(3 + 1e-14, 7 - 1e-14).first, 3);
     EXPECT_EQ(spanOf(3 + 1e-14, 7 - 1e-14).last, 7);
+    EXPECT_EQ(spanOf(3 + 0.9e-13, 7 - 0.9e-13).first, 3);
+    EXPECT_EQ(spanOf(3 + 0.9e-13, 7 - 0.9e-13).last, 7);
+    EXPECT_EQ(spanOf(3 + 1.1e-13, 7 - 1.1e-13).first, 4);
+    EXPECT_EQ(spanOf(3 + 1.1e-13, 7 - 1.1e-13).last, 6);
     EXPECT_EQ(spanOf(3 + 1e-12, 7 - 1e-12).first, 4);
     EXPECT_EQ(spanOf(3 + 1e-12, 7 - 1e-12).last, 6);
     EXPECT_EQ(spanOf(3 - 1e-12, 7 + 1e-12).first, 3);
     EXPECT_EQ(spanOf(3 - 1e-12, 7 + 1e-12).last, 7);
     EXPECT_LT(spanOf(3.2, 3.8).last, spanOf(3.2, 3.8).first);
+}
+
+// The left edge meets row 3 at 0.99e-13, but at 1.14e-13 when its product is rounded.
+TEST(PlaneWarpSpans, EdgesAreFollowedInOneStep) {
+    const PlanePolygon polygon = {4, {{-345.59999999999991, 0}, {900, 0}, {900, 5}, {230.40000000000009, 5}}};
+    RowSpan spans[6];
+    fillSpans(polygon, {0, 5}, {0, 0, 2000, 6}, spans);
+    EXPECT_EQ(spans[3].first, 0);
+}
+
+TEST(PlaneWarpSpans, CornersAreMappedInFusedSteps) {
+    const PlanePolygon corners = quadrangleOf({3, 7, 2, 3}, {{{0.1, 0, -0.3}, {0, 0.1, -0.7}}});
+    EXPECT_EQ(corners.vertex[0].x, std::fma(0.1, 3, -0.3));
+    EXPECT_EQ(corners.vertex[0].y, std::fma(0.1, 7, -0.7));
+    EXPECT_NE(corners.vertex[0].x, 0.1 * 3 - 0.3);
+}
+
+TEST(PlaneWarpSpans, TheInverseIsFormedFromThreeCornersAsWritten) {
+    Random random(80);
+    for (int round = 0; round < 100; ++round) {
+        const ZyprPlaneRect r = {random.integer(0, 9), random.integer(0, 9), random.integer(2, 90), random.integer(2, 90)};
+        Matrix m;
+        for (double &value : m) value = random.real(-3, 3);
+        const PlaneAffine inverse = inverseOf(quadrangleOf(r, {{{m[0], m[1], m[2]}, {m[3], m[4], m[5]}}}), r);
+        const Matrix expected = modelInverse(m, r);
+        for (size_t k = 0; k < 6; ++k) EXPECT_EQ(inverse.a[k / 3][k % 3], expected[k]);
+    }
 }
 
 TEST(PlaneWarpSpans, ClippingSetsCutCoordinatesToTheBorderExactly) {

@@ -68,4 +68,10 @@ TEST(FilterScale, KnowsPositivePowersOfTwoAlone) {
         EXPECT_EQ(zypr::filterScale(divisor).mode, zypr::ScaleMode::division);
 }
 
+TEST(FilterScale, DividesByTheDivisorAsAFloat) {
+    EXPECT_EQ(zypr::filterScale(7).reciprocal, 1.0f / 7.0f);
+    EXPECT_EQ(zypr::filterScale(-3).reciprocal, -1.0f / 3.0f);
+    EXPECT_EQ(zypr::filterScale((1 << 24) + 1).reciprocal, 1.0f / (1 << 24)) << "2^24 + 1 is no float";
+}
+
 } // namespace
