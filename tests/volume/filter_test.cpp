@@ -153,8 +153,8 @@ TEST_F(Filter, NeverTakesANegativeDivisorForAPowerOfTwo) {
 }
 
 TEST_F(Filter, DividesExactSumsToTheNearestAroundAHalf) {
-    for (const int16_t value : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 14, 15, 17, 18, 21, 32766, 32767})
-        for (const int32_t divisor : {2, 3, 6, 10, 14, -6, -10})
+    for (const int16_t value : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 14, 15, 17, 18, 21, 147, 343, 32766, 32767})
+        for (const int32_t divisor : {2, 3, 6, 10, 14, 98, -6, -10, -98}) // 147 x (1 / 98) is below a half
             for (const int16_t sign : {1, -1})
                 FilterCall{.model = {{1}, {1, 1, 1}, {0, 0, 0}, divisor},
                            .dst = {5, 1, 1},

@@ -412,6 +412,25 @@ TEST_F(Remap32f, SourceStepsLoseOddBytesAndTheOthersAreUsedAsGiven) {
                                  r.y.constPointers(), r.z.constPointers(), r.x.rowStep(), planes, 27, &one, 1),
               zypStsNoErr);
     for (int32_t y = 0; y < 6; ++y) EXPECT_EQ(std::memcmp(&bytes[static_cast<size_t>(27 * y)], &r.src.at(0, y, 0), 24), 0);
+    // Rows of the maps at any byte.
+    std::vector<char> maps[3];
+    const float *mapPlanes[3];
+    for (size_t axis = 0; axis < 3; ++axis) {
+        auto &map = axis == 0 ? r.x : axis == 1 ? r.y : r.z;
+        maps[axis].resize(6 * 29);
+        for (int32_t y = 0; y < 6; ++y) {
+            for (int32_t x = 0; x < 6; ++x) map.at(x, y, 0) = static_cast<float>(random.integer(0, 5));
+            std::memcpy(&maps[axis][static_cast<size_t>(29 * y)], &map.at(0, y, 0), 24);
+        }
+        mapPlanes[axis] = reinterpret_cast<const float *>(maps[axis].data());
+    }
+    EXPECT_EQ(zyprRemap_32f_C1PV(r.src.constPointers(), &r.src.extent(), r.src.rowStep(), &r.region, &mapPlanes[0],
+                                 &mapPlanes[1], &mapPlanes[2], 29, r.dst.pointers(), r.dst.rowStep(), &one, 1),
+              zypStsNoErr);
+    const auto index = [](float a) { return static_cast<int32_t>(a); };
+    for (int32_t y = 0; y < 6; ++y)
+        for (int32_t x = 0; x < 6; ++x)
+            EXPECT_EQ(r.dst.at(x, y, 0), r.src.at(index(r.x.at(x, y, 0)), index(r.y.at(x, y, 0)), index(r.z.at(x, y, 0))));
 }
 
 } // namespace

@@ -226,6 +226,17 @@ TYPED_TEST(WarpOf, MinorsOfTheLastTwoRowsDecideTheFirstSingularTest) {
     Warp<TypeParam> w(randomVolume<TypeParam>(random, {5, 5, 5}), {2, 2, 2});
     // Rows 1 and 2 proportional: all three minors vanish.
     EXPECT_EQ(w.run({1, 0, 0, 0, 0, 1, 2, 0, 0, 2, 4, 0}, 3), zypStsSingularTransformErr) << "before the mode is looked at";
+    // The others vanish exactly, so the first decides: p and q cancel, or p is nothing and q almost. Mode 3 shows what passes.
+    const auto firstMinor = [&](double c11, double c12, double c21, double c22) {
+        return w.run({1, 0, 0, 0, 0, c11, c12, 0, 0, c21, c22, 0}, 3);
+    };
+    EXPECT_EQ(firstMinor(1, 1, 1 - 5e-11, 1), zypStsSingularTransformErr);
+    EXPECT_EQ(firstMinor(1, 1, 1 - 2e-10, 1), zypStsInterpolationModeErr);
+    EXPECT_EQ(firstMinor(1e3, 1e3, 1e3 * (1 - 5e-11), 1e3), zypStsSingularTransformErr);
+    EXPECT_EQ(firstMinor(1e-6, 0, 0, 1e-6), zypStsInterpolationModeErr);
+    EXPECT_EQ(firstMinor(1e-125, 1, 5e-11, 1e-125), zypStsSingularTransformErr);
+    EXPECT_EQ(firstMinor(1e-125, 1, 2e-10, 1e-125), zypStsInterpolationModeErr);
+    EXPECT_EQ(firstMinor(1e-75, 1, 5e-11, 1e-75), zypStsInterpolationModeErr);
     // p of the first minor is tiny and q is not.
     EXPECT_EQ(w.run({1, 0, 0, 0, 0, 0, 1, 0, 0, 1, 1, 0}, 1), zypStsNoErr);
     // Rows 0 and 1 proportional: only the determinant tells, after the mode and the region.
@@ -242,7 +253,10 @@ TYPED_TEST(WarpOf, ASmallDeterminantIsRefused) {
     Warp<TypeParam> w(randomVolume<TypeParam>(random, {5, 5, 5}), {2, 2, 2});
     EXPECT_EQ(w.run({5e-11, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, 1), zypStsSingularTransformErr);
     EXPECT_EQ(w.run({-5e-11, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, 1), zypStsSingularTransformErr);
-    EXPECT_EQ(w.run({2e-10, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, 1), zypStsNoErr);
+    for (const double sign : {1.0, -1.0}) {
+        EXPECT_EQ(w.run({sign * 0.99e-10, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, 1), zypStsSingularTransformErr);
+        EXPECT_EQ(w.run({sign * 1e-10, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, 1), zypStsNoErr);
+    }
 }
 
 TYPED_TEST(WarpOf, WildTransformsTouchNoForeignMemory) {
