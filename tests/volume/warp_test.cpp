@@ -170,6 +170,34 @@ TYPED_TEST(WarpOf, PositionsAreSteppedByAdditionFromEachThreadsFirstPlane) {
     }
 }
 
+// Where a position comes to lie on a bound its last bit tells whether the voxel is written.
+TYPED_TEST(WarpOf, RoundingsOfTheFirstPositionDecideOnTheBounds) {
+    Random random(77);
+    Warp<TypeParam> w(randomVolume<TypeParam>(random, {5, 5, 5}), {30, 8, 8});
+    w.box = {0, 3, 3, 30, 5, 5};
+    const auto isWritten = [&](int32_t x, int32_t y, int32_t z) { return w.dst.at(x, y, z) != 77; };
+    w.src.fill([](int, int, int) { return 1; });
+    // 3 x 0.1 - 0.30000000000000004 is below 0 in one step, and 0 in two.
+    EXPECT_EQ(w.run({1, 0, 0, 0, 0, 10, 0, 3, 0, 0, 1, 0}, 1), zypStsNoErr);
+    EXPECT_FALSE(isWritten(0, 3, 3));
+    EXPECT_TRUE(isWritten(0, 4, 3));
+    w.clear();
+    EXPECT_EQ(w.run({1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 10, 3}, 1), zypStsNoErr);
+    EXPECT_FALSE(isWritten(0, 3, 3));
+    EXPECT_TRUE(isWritten(0, 3, 4));
+    // Along a row the product is rounded before it is added.
+    w.box = {3, 0, 0, 27, 8, 8};
+    w.clear();
+    EXPECT_EQ(w.run({10, 0, 0, 3, 0, 1, 0, 0, 0, 0, 1, 0}, 1), zypStsNoErr);
+    EXPECT_TRUE(isWritten(3, 0, 0));
+    // 11 x (1 / 77) is above 1 / 7: seven steps of it leave the bound at 1.
+    w.box.x = 0, w.box.width = 30, w.region = {0, 0, 0, 2, 5, 5};
+    w.clear();
+    EXPECT_EQ(w.run({7, 0, 0, 0, 0, 11, 0, 0, 0, 0, 1, 0}, 1), zypStsNoErr);
+    EXPECT_TRUE(isWritten(6, 0, 0));
+    EXPECT_FALSE(isWritten(7, 0, 0));
+}
+
 TYPED_TEST(WarpOf, ThreadsAreAskedForOnlyFromSixteenInEveryDirection) {
     Random random(9);
     for (const ZyprVolumeExtent e : {ZyprVolumeExtent{15, 16, 16}, {16, 15, 16}, {16, 16, 15}, {16, 16, 16}}) {
