@@ -100,40 +100,48 @@ template <class Sample> float lagrange(const SampledPlane<Sample> &src, float x,
                         lagrangeWeights(y - static_cast<float>(baseY) - 1.0f));
 }
 
-// The weights of the first two taps, in units of 2^-14, for positions u = i / 512 above the first tap:
-// -(u - 1)(u - 2)(u - 3) / 6 and u (u - 2)(u - 3) / 2. Those of the other two are the mirror image.
+// The weights of the four taps in units of 2^-14, for positions u = i / 512 above the first: -(u - 1)(u - 2)(u - 3) / 6 and
+// u (u - 2)(u - 3) / 2, and for the other two the mirror image.
 struct LagrangeTable {
     static constexpr int32_t last = 1536;
-    int16_t first[last + 1], second[last + 1];
+    struct Weights {
+        int16_t w[4];
+    } at[last + 1];
 };
 constexpr LagrangeTable makeLagrangeTable() {
     LagrangeTable table{};
-    const auto nearestQuotient = [](int64_t a, int64_t b) { return (a + (a < 0 ? -b / 2 : b / 2)) / b; };
+    const auto nearestQuotient = [](int64_t a, int64_t b) { return static_cast<int16_t>((a + (a < 0 ? -b / 2 : b / 2)) / b); };
     for (int64_t i = 0; i <= LagrangeTable::last; ++i) {
-        table.first[i] = static_cast<int16_t>(nearestQuotient(-(i - 512) * (i - 1024) * (i - 1536), 6 << 13));
-        table.second[i] = static_cast<int16_t>(nearestQuotient(i * (i - 1024) * (i - 1536), 2 << 13));
+        int16_t(&here)[4] = table.at[i].w, (&mirror)[4] = table.at[LagrangeTable::last - i].w;
+        here[0] = mirror[3] = nearestQuotient(-(i - 512) * (i - 1024) * (i - 1536), 6 << 13);
+        here[1] = mirror[2] = nearestQuotient(i * (i - 1024) * (i - 1536), 2 << 13);
     }
     return table;
 }
 inline constexpr LagrangeTable lagrangeFixedPointTable = makeLagrangeTable();
 
+// Rows are summed along x exactly and kept in 1/64; the last step rounds halves up.
 inline uint8_t lagrangeFixedPoint(const SampledPlane<uint8_t> &src, float x, float y) {
     struct Axis {
-        int32_t base, w[4];
+        int32_t base;
+        int64_t weights; // four of 16 bits
         Axis(float position, int32_t lastIndex) : base(lagrangeBase(position, lastIndex)) {
-            const LagrangeTable &table = lagrangeFixedPointTable;
-            const int32_t k = clamped(roundedToNearest((position - static_cast<float>(base)) * 512.0f), 0, table.last);
-            w[0] = table.first[k], w[1] = table.second[k];
-            w[2] = table.second[table.last - k], w[3] = table.first[table.last - k];
+            const int32_t k = roundedToNearest((position - static_cast<float>(base)) * 512.0f);
+            std::memcpy(&weights, &lagrangeFixedPointTable.at[clamped(k, 0, LagrangeTable::last)], sizeof weights);
         }
     };
     const Axis ax(x, src.lastX), ay(y, src.lastY);
-    int32_t sum = 0x80000;
-    for (int32_t row = 0; row < 4; ++row) {
-        const uint8_t *from = src.row(ay.base + row) + ax.base;
-        const int32_t alongX = from[0] * ax.w[0] + from[1] * ax.w[1] + from[2] * ax.w[2] + from[3] * ax.w[3];
-        sum += static_cast<int16_t>(alongX >> 8) * ay.w[row];
-    }
+    const auto row = [&](int32_t k) {
+        int32_t four;
+        std::memcpy(&four, src.row(ay.base + k) + ax.base, sizeof four);
+        return four;
+    };
+    const __m256i samples = _mm256_cvtepu8_epi16(_mm_setr_epi32(row(0), row(1), row(2), row(3)));
+    const __m256i pairs = _mm256_madd_epi16(samples, _mm256_set1_epi64x(ax.weights));
+    const __m128i sums = _mm_hadd_epi32(_mm256_castsi256_si128(pairs), _mm256_extracti128_si256(pairs, 1));
+    const __m128i rows = _mm_packs_epi32(_mm_srai_epi32(sums, 8), _mm_setzero_si128()); // 16 bits hold them
+    const __m128i products = _mm_madd_epi16(rows, _mm_cvtsi64_si128(ay.weights));
+    const int32_t sum = _mm_cvtsi128_si32(products) + _mm_extract_epi32(products, 1) + 0x80000;
     return static_cast<uint8_t>(clamped(sum >> 20, 0, 255));
 }
 
