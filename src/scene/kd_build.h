@@ -124,7 +124,7 @@ struct KDBounds {
 void kdGatherBounds(const KDBounds &bounds, const ZyprKDPrimRef *refs, int32_t count);
 
 // Moves the references to `left` or, in place with their bounds, to the front of `refs`; both lists keep the order. The counts
-// must come out as the search predicted them.
+// must come out as the search predicted them. Behind the left list there is room for one reference more.
 zypStatus kdPartition(const KDBounds &bounds, ZyprKDPrimRef *refs, int32_t count, const ZyprKDSplitResult &split,
                       ZyprKDPrimRef *left, ZyprKDBuildState *state);
 

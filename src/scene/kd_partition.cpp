@@ -1,6 +1,7 @@
 // The references of the node in work: their bounds, and their distribution to the two sides of a split plane.
 
 #include <bit>
+#include <cstring>
 
 #include "scene/kd_build.h"
 #include "simd/vector.h"
@@ -19,10 +20,15 @@ PolygonBounds boundsOf(const ZyprKDPrimRef &ref) {
     const Mask4 xyz = firstLanes<4>(3);
     const Float4 first = load(ref.polygon[0], xyz), second = load(ref.polygon[1], xyz), third = load(ref.polygon[2], xyz);
     PolygonBounds bounds{minimum(third, minimum(second, first)), maximum(third, maximum(second, first))};
-    for (uint32_t i = 3; i < ref.vertexCount(); ++i) {
+    const auto include = [&](uint32_t i) {
         const Float4 vertex = load(ref.polygon[i], xyz);
         bounds = {minimum(vertex, bounds.low), maximum(vertex, bounds.high)};
-    }
+    };
+    // Up to five vertices without a branch.
+    const uint32_t count = ref.vertexCount();
+    include(count > 3 ? 3 : 2);
+    include(count > 4 ? 4 : 2);
+    for (uint32_t i = 5; i < count; ++i) include(i);
     return bounds;
 }
 
@@ -86,16 +92,11 @@ Sides sidesOf(Float8 low, Float8 high, float plane, int32_t planarSide) {
     return planarSide == 0 ? Sides{~starts | inPlane, ~ends} : Sides{~starts, ~ends | inPlane};
 }
 
-// Where the two pieces of a reference that is to be cut stand.
-struct CutList {
-    int32_t *leftPlaces, *rightPlaces;
-    int32_t count = 0;
-
-    void add(int32_t left, int32_t right) {
-        leftPlaces[count] = left;
-        rightPlaces[count++] = right;
-    }
-};
+void moveEight(ZyprKDPrimRef *to, const ZyprKDPrimRef *from) {
+    ZyprKDPrimRef held[8];
+    std::memcpy(held, from, sizeof held);
+    std::memcpy(to, held, sizeof held);
+}
 
 } // namespace
 
@@ -119,8 +120,10 @@ void kdGatherBounds(const KDBounds &bounds, const ZyprKDPrimRef *refs, int32_t c
 
 zypStatus kdPartition(const KDBounds &bounds, ZyprKDPrimRef *refs, int32_t count, const ZyprKDSplitResult &split,
                       ZyprKDPrimRef *left, ZyprKDBuildState *state) {
-    CutList cuts{reinterpret_cast<int32_t *>(bounds.spare[0]), reinterpret_cast<int32_t *>(bounds.spare[1])};
-    int32_t leftCount = 0, rightCount = 0;
+    // Where the two pieces of a reference that is to be cut stand.
+    auto *leftPlaces = reinterpret_cast<int32_t *>(bounds.spare[0]),
+         *rightPlaces = reinterpret_cast<int32_t *>(bounds.spare[1]);
+    int32_t leftCount = 0, rightCount = 0, cutCount = 0;
     for (int32_t i = 0; i < count; i += 8) {
         const int32_t lanes = count - i < 8 ? count - i : 8;
         const Mask8 active = firstLanes<8>(lanes);
@@ -131,11 +134,11 @@ zypStatus kdPartition(const KDBounds &bounds, ZyprKDPrimRef *refs, int32_t count
         const int32_t toLeft = std::popcount(sides.left), toRight = std::popcount(sides.right);
         if (toLeft > split.leftCount - leftCount || toRight > split.rightCount - rightCount) return zypStsBuildInconsistentErr;
 
-        for (unsigned bits = sides.left & sides.right; bits != 0; bits &= bits - 1) {
-            const unsigned before = (bits & (0 - bits)) - 1;
-            cuts.add(leftCount + std::popcount(sides.left & before), rightCount + std::popcount(sides.right & before));
+        if (toRight == 0 && lanes == 8) {
+            moveEight(left + leftCount, refs + i);
+            leftCount += 8;
+            continue;
         }
-        for (unsigned bits = sides.left; bits != 0; bits &= bits - 1) left[leftCount++] = refs[i + std::countr_zero(bits)];
         const Mask8 kept = firstLanes<8>(toRight);
         for (int axis = 0; axis < 3; ++axis) {
             const Float8 low = packed(load(bounds.low[axis] + i, active), sides.right);
@@ -143,13 +146,29 @@ zypStatus kdPartition(const KDBounds &bounds, ZyprKDPrimRef *refs, int32_t count
             store(bounds.low[axis] + rightCount, kept, low);
             store(bounds.high[axis] + rightCount, kept, high);
         }
-        for (unsigned bits = sides.right; bits != 0; bits &= bits - 1) refs[rightCount++] = refs[i + std::countr_zero(bits)];
+        if (toLeft == 0 && lanes == 8) {
+            moveEight(refs + rightCount, refs + i);
+            rightCount += 8;
+            continue;
+        }
+        // Without a branch each reference is written on both sides, and stays where it belongs.
+        for (int32_t k = 0; k < lanes; ++k) {
+            const ZyprKDPrimRef ref = refs[i + k];
+            const auto onLeft = static_cast<int32_t>(sides.left >> k & 1), onRight = static_cast<int32_t>(sides.right >> k & 1);
+            left[leftCount] = ref;
+            refs[rightCount] = ref;
+            leftPlaces[cutCount] = leftCount;
+            rightPlaces[cutCount] = rightCount;
+            leftCount += onLeft;
+            rightCount += onRight;
+            cutCount += onLeft & onRight;
+        }
     }
     if (leftCount != split.leftCount || rightCount != split.rightCount) return zypStsBuildInconsistentErr;
 
-    for (int32_t i = 0; i < cuts.count; ++i) {
-        ZyprKDPrimRef *leftPiece = left + cuts.leftPlaces[i];
-        const int32_t place = cuts.rightPlaces[i];
+    for (int32_t i = 0; i < cutCount; ++i) {
+        ZyprKDPrimRef *leftPiece = left + leftPlaces[i];
+        const int32_t place = rightPlaces[i];
         if (const zypStatus status = kdSplitPolygon(*leftPiece, leftPiece, refs + place, split.plane, split.axis, state))
             return status;
         const PolygonBounds rightBounds = boundsOf(refs[place]);
