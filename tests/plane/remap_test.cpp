@@ -125,6 +125,7 @@ TYPED_TEST(PlaneRemapOf, NearestAddsTheHalfInFloat) {
     const float belowHalf = std::nextafter(0.5f, 0.0f); // with the half it is 1 as a float
     r.src.at(0, 0) = 1, r.src.at(1, 0) = 2, r.src.at(0, 1) = 3, r.src.at(1, 1) = 4;
     EXPECT_EQ(r.at(1, belowHalf, belowHalf), 4);
+    EXPECT_EQ(r.at(1, belowHalf - 1e-6f, 0.499999f), 1);
 }
 
 // Steps are bytes, each of its own, and need not be multiples of a sample.
@@ -269,6 +270,37 @@ TEST(PlaneRemap8u, LinearKeepsFlatAreasAndIsOtherwiseRoundedDown) {
     EXPECT_EQ(r.at(2, 2475 / 16384.0f, 14474 / 16384.0f), 2);
     EXPECT_EQ(r.at(2 | smooth, 2.5f, 3), 0) << "in float a half goes to even";
     EXPECT_EQ(r.at(2 | smooth, 2.75f, 3), 1);
+}
+
+// A sample of weight 0 shows where it is infinite.
+TEST(PlaneRemap32f, PairsEndAtTheRectanglesLastSampleAndWithSmoothEdgesAtThePlanes) {
+    PlaneRemap<float> r(TestPlane<float>(9, 9), 9, 1);
+    r.src.fill(3);
+    r.rect = {0, 0, 6, 5};
+    for (int32_t k = 0; k < 9; ++k) r.src.at(6, k) = r.src.at(k, 5) = INFINITY;
+    EXPECT_EQ(r.at(2, 5, 3.5f), 3.0f);
+    EXPECT_EQ(r.at(2, 3.5f, 4), 3.0f);
+    EXPECT_TRUE(std::isnan(r.at(2 | smooth, 5, 3.5f)));
+    EXPECT_TRUE(std::isnan(r.at(2 | smooth, 3.5f, 4)));
+}
+
+// The source begins with the second row and column of a plane whose first ones must not be read.
+TEST(PlaneRemap32f, RectanglesOneSampleWideOrHighAtTheBeginningReadNothingBeforeIt) {
+    TestPlane<float> plane(9, 9), x(9, 2), y(9, 2), dst(9, 2);
+    plane.fill(NAN);
+    for (int32_t j = 1; j < 9; ++j)
+        for (int32_t i = 1; i < 9; ++i) plane.at(i, j) = static_cast<float>(10 * j + i);
+    x.fill(0), y.fill(0);
+    for (int32_t i = 0; i < 9; ++i) x.at(i, 0) = y.at(i, 1) = 2.5f;
+    for (const uint32_t mode : {2u, 2u | smooth}) {
+        for (const int32_t row : {0, 1}) {
+            ZyprPlaneRect rect = row == 0 ? ZyprPlaneRect{0, 0, 8, 1} : ZyprPlaneRect{0, 0, 1, 8};
+            EXPECT_EQ(planeRemap<float>(&plane.at(1, 1), {8, 8}, plane.step(), &rect, &x.at(0, row), x.step(), &y.at(0, row),
+                                        y.step(), dst.data(), dst.step(), {9, 1}, mode),
+                      zypStsNoErr);
+            for (int32_t i = 0; i < 9; ++i) EXPECT_EQ(dst.at(i, 0), row == 0 ? 13.5f : 36.0f);
+        }
+    }
 }
 
 TEST(PlaneRemap32f, LagrangeExtrapolatesItsWindowAtBothEndsInsteadOfRepeatingSamples) {
