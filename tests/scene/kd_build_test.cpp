@@ -104,6 +104,11 @@ TEST(KDTree, OfTrianglesBeyondTheCountedVerticesIsTheModels) {
         mesh.uncounted = mesh.vertexCount() - (2 + static_cast<int32_t>(seed % 7)) % (mesh.vertexCount() + 1);
         for (const float bias : {0.6f, 1.0f, NAN}) expectModelsTree(mesh, {.maxDepth = 9, .splitBias = bias});
     }
+    for (uint32_t seed = 0; seed < 200; ++seed) { // and plates beyond its faces
+        KDMesh mesh = latticeSoup(seed, 4 + static_cast<int32_t>(seed % 20), 2 + static_cast<int32_t>(seed % 3));
+        mesh.uncounted = mesh.vertexCount() - 2 - static_cast<int32_t>(seed % 9);
+        for (const float bias : {0.6f, 1.0f, NAN}) expectModelsTree(mesh, {.maxDepth = 9, .splitBias = bias});
+    }
 }
 
 TEST(KDTree, OfBoxesTurnedInsideOutIsTheModels) {

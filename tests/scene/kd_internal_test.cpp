@@ -1,16 +1,16 @@
-// The builder's parts one by one: sorts, polygons, requests for memory, leaf forms, and the split search against the model's.
+// The builder's parts one by one: sorts, polygons, requests for memory, and the split search against the model's.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
-#include <deque>
 #include <functional>
 
 #include "frame/memory.h"
 #include "scene/builds.h"
 #include "scene/kd_emit.h"
 #include "scene/meshes.h"
+#include "scene/open_build.h"
 #include "support/bits.h"
 #include "support/core_probe.h"
 #include "support/guarded_array.h"
@@ -20,37 +20,6 @@ using namespace zypr::test;
 
 namespace {
 
-// An open build with room for `triangleCount` references, closed at the end.
-class OpenBuild {
-public:
-    explicit OpenBuild(int32_t triangleCount = 100, uint32_t limitMiB = 256)
-        : vertices_(3000, 0.0f), triangles_(4 * static_cast<size_t>(triangleCount), 0) {
-        EXPECT_EQ(kdOpenBuild(&state, vertices_.data(), triangles_.data(), 1000, triangleCount, limitMiB << 20), zypStsNoErr);
-    }
-    ~OpenBuild() { kdCloseBuild(state, zypStsMemLimitErr, nullptr, nullptr, nullptr); }
-
-    int32_t clipVertices() const { return static_cast<int32_t>((state->clipVertexCursor - state->clipVertexBase) / 12); }
-
-    ZyprKDPrimRef ref(uint32_t triangle, const std::vector<std::array<float, 3>> &points) {
-        KDVertex *polygon = nullptr;
-        const auto count = static_cast<uint32_t>(points.size());
-        EXPECT_EQ(kdRequestPolygon(state, count, &polygon), zypStsNoErr);
-        for (size_t i = 0; i < points.size(); ++i) {
-            kept_.push_back(points[i]);
-            polygon[i] = kept_.back().data();
-        }
-        return {triangle << 5 | count, kdExtremes(polygon, count), polygon};
-    }
-
-    ZyprKDBuildState *state = nullptr;
-
-private:
-    CoreProbeScope scope_;
-    std::vector<float> vertices_;
-    std::vector<int32_t> triangles_;
-    std::deque<std::array<float, 3>> kept_;
-};
-
 std::vector<std::array<float, 3>> pointsOf(const ZyprKDPrimRef &ref) {
     std::vector<std::array<float, 3>> points;
     for (uint32_t i = 0; i < ref.vertexCount(); ++i)
@@ -58,33 +27,6 @@ std::vector<std::array<float, 3>> pointsOf(const ZyprKDPrimRef &ref) {
     return points;
 }
 using Points = std::vector<std::array<float, 3>>;
-
-std::vector<uint32_t> wordsOf(const KDGrowingTree &tree) {
-    ZyprKDTree *block = nullptr;
-    int32_t size = 0;
-    EXPECT_EQ(kdEmitTree(tree, &block, &size), zypStsNoErr);
-    std::vector<uint32_t> words(static_cast<size_t>(size) / 4);
-    std::memcpy(words.data(), block, static_cast<size_t>(size));
-    zyprFreeBlock(block);
-    return words;
-}
-
-// The words that a leaf with this list has as the root of a tree.
-std::vector<uint32_t> leafTree(const std::vector<int32_t> &numbers) {
-    OpenBuild build;
-    const auto count = static_cast<int32_t>(numbers.size());
-    EXPECT_EQ(kdRequestLeafList(build.state, count), zypStsNoErr);
-    KDGrowingTree tree(build.state);
-    tree.root = tree.leaf(count, [&](int32_t i) { return numbers[static_cast<size_t>(i)]; });
-    return wordsOf(tree);
-}
-
-std::vector<uint32_t> generalLeaf(const std::vector<int32_t> &numbers) {
-    std::vector<uint32_t> words = {0xFFFFFFF0u, static_cast<uint32_t>(numbers.size()), 0, 0};
-    for (const int32_t number : numbers) words.push_back(static_cast<uint32_t>(number));
-    return words;
-}
-std::vector<uint32_t> compactLeaf(uint32_t word0, uint32_t word1) { return {word0, word1, 0, 0}; }
 
 // A build as the front runs it, but with the pools of the options' sizes.
 KDBuilt buildFromParts(
@@ -368,6 +310,37 @@ TEST(KDClip, TrianglesInsideCostNoVertices) {
     EXPECT_EQ(pointsOf(refs[0]), (Points{{0, 0, 0}, {1, 0, 0}, {1, 0.8888889f, 0}, {0, 1, 0}}));
 }
 
+TEST(KDClip, VerticesThatAreNotCountedAreCopied) {
+    OpenBuild build(1);
+    const std::vector<float> vertices = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+    build.state->vertexBase = vertices.data();
+    const int32_t triangle[4] = {0, 1, 2, 0};
+    for (int32_t counted = 3; counted >= 0; --counted) {
+        build.state->vertexEnd = vertices.data() + 3 * counted;
+        const int32_t before = build.clipVertices();
+        ZyprKDPrimRef *refs;
+        int32_t count = -1;
+        ASSERT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, {{0, 0, 0}, {1, 1, 1}}, build.state), zypStsNoErr);
+        EXPECT_EQ(build.clipVertices() - before, 3 - counted);
+        EXPECT_EQ(pointsOf(refs[0]), (Points{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}));
+    }
+}
+
+TEST(KDClip, APolygonBlockThatTheLimitForbidsEndsTheBuild) {
+    OpenBuild build(1);
+    const std::vector<float> vertices = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+    build.state->vertexBase = vertices.data();
+    build.state->vertexEnd = vertices.data() + vertices.size();
+    const int32_t triangle[4] = {0, 1, 2, 0};
+    ZyprKDPrimRef *refs;
+    int32_t count;
+    const ZyprBox box{{0, 0, 0}, {1, 1, 1}};
+    build.state->memoryLeft = 0x1000027;
+    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsMemLimitErr);
+    build.state->memoryLeft = 0x1000028;
+    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsNoErr);
+}
+
 TEST(KDClip, WhatOnlyTouchesTheBoxIsDroppedOrKeptAsThePassesGive) {
     OpenBuild build(1);
     const ZyprBox box{{0, 0, 0}, {1, 1, 1}};
@@ -423,103 +396,6 @@ TEST(KDPartition, CountsThatDifferFromThePredictionEndTheBuild) {
     }
 }
 
-TEST(KDEmit, CompactLeavesHoldUpToThreeNumbers) {
-    const int32_t big = 0x20000000;
-    EXPECT_EQ(leafTree({5}), compactLeaf(0x80000005u, 0x80000001u));
-    EXPECT_EQ(leafTree({INT32_MAX}), compactLeaf(0xFFFFFFFFu, 0x80000001u));
-    EXPECT_EQ(leafTree({1000, 70000}), compactLeaf(0x80000000u | 70000u, 1000u << 2 | 0x80000002u));
-    EXPECT_EQ(leafTree({big - 1, big}), compactLeaf(0x80000000u | 0x20000000u, 0x1FFFFFFFu << 2 | 0x80000002u));
-    EXPECT_EQ(leafTree({big, 7}), compactLeaf(0x80000000u | 0x20000000u, 7u << 2 | 0x80000002u));
-    EXPECT_EQ(leafTree({7, 3, 5}), compactLeaf(0x80020002u, 0x80000017u));
-    EXPECT_EQ(leafTree({0, 32767, 98302}), compactLeaf(0x80000000u | 0x7FFFu << 16 | 0xFFFFu, 32767u << 2 | 0x80000003u));
-    EXPECT_EQ(leafTree({big - 1, big, big - 2}), compactLeaf(0x80010001u, 0x1FFFFFFFu << 2 | 0x80000003u));
-}
-
-TEST(KDEmit, OtherLeavesHaveAList) {
-    const int32_t big = 0x20000000;
-    for (const std::vector<int32_t> &numbers : std::vector<std::vector<int32_t>>{{},
-                                                                                 {-1},
-                                                                                 {-1, 4},
-                                                                                 {4, -1},
-                                                                                 {big, big},
-                                                                                 {0, 40000, 40001},
-                                                                                 {40001, 0, 40000},
-                                                                                 {0, 32768, 32769},
-                                                                                 {0, 1, 65537},
-                                                                                 {3, -2, 5},
-                                                                                 {big - 1, big, big + 1},
-                                                                                 {4, 3, 2, 1},
-                                                                                 {1, 1, 1, 1, 1}}) {
-        EXPECT_EQ(leafTree(numbers), generalLeaf(numbers));
-    }
-}
-
-// Every list and every pair crosses from block to block somewhere.
-TEST(KDEmit, TreesOfManyBlocksHaveTheirNodesAndListsInOrder) {
-    constexpr int32_t leaves = 800000; // three blocks of pairs
-    OpenBuild build(100, 1024);
-    KDGrowingTree tree(build.state);
-    const auto leaf = [&](int32_t i) {
-        const int32_t count = i % 3 == 0 ? 1 : 11;
-        EXPECT_EQ(kdRequestLeafList(build.state, count), zypStsNoErr);
-        return tree.leaf(count, [i](int32_t k) { return i + k; });
-    };
-    // A right comb, from its last leaf on.
-    KDFinishedNode node = leaf(leaves - 1);
-    for (int32_t i = leaves - 1; i-- > 0;) {
-        ASSERT_EQ(kdRequestNodePair(build.state), zypStsNoErr);
-        const KDFinishedNode left = leaf(i);
-        node = tree.inner(i % 3, -static_cast<float>(i), left, node);
-    }
-    tree.root = node;
-    EXPECT_EQ(build.state->nodeBlocks.prev->prev->prev, build.state->nodeBlocks.next);
-    EXPECT_EQ(build.state->leafBlocks.prev->prev, build.state->leafBlocks.next);
-
-    const std::vector<uint32_t> words = wordsOf(tree);
-    size_t at = 0, list = 4 + 4 * static_cast<size_t>(leaves - 1);
-    const auto expectLeaf = [&](size_t place, int32_t i) {
-        if (i % 3 == 0) return words[place] == (0x80000000u | static_cast<uint32_t>(i)) && words[place + 1] == 0x80000001u;
-        bool right = words[place] == 0u - 4u * static_cast<uint32_t>(list - place) && words[place + 1] == 11;
-        for (uint32_t k = 0; k < 11; ++k) right = right && words[list++] == static_cast<uint32_t>(i) + k;
-        return right;
-    };
-    for (int32_t i = 0; i < leaves - 1; ++i) {
-        const size_t pair = 4 + 4 * static_cast<size_t>(i);
-        ASSERT_EQ(words[at], 4 * (pair - at) | static_cast<uint32_t>(i % 3)) << i;
-        ASSERT_EQ(words[at + 1], bits(-static_cast<float>(i))) << i;
-        ASSERT_TRUE(expectLeaf(pair, i)) << i;
-        at = pair + 2;
-    }
-    EXPECT_TRUE(expectLeaf(at, leaves - 1));
-    EXPECT_EQ(list, words.size());
-}
-
-TEST(KDEmit, TreesBeyond32BitsAreAFailedAllocation) {
-    const CoreProbeScope scope;
-    KDGrowingTree tree;
-    tree.numbers.count = 1 << 30; // the lists' bytes wrap to nothing
-    ZyprKDTree *block = nullptr;
-    int32_t size = -5;
-    EXPECT_EQ(kdEmitTree(tree, &block, &size), zypStsAllocFailErr);
-    tree.numbers.count = 0;
-    tree.pairs.count = (1 << 27) - 1; // 16 bytes too many
-    EXPECT_EQ(kdEmitTree(tree, &block, &size), zypStsAllocFailErr);
-    EXPECT_TRUE(CoreProbe::requests().empty());
-    EXPECT_EQ(size, -5);
-}
-
-TEST(KDEmit, AFailedBlockIsReportedWithTheOutputsUnwritten) {
-    const CoreProbeScope scope;
-    CoreProbe::failingAllocation = 0;
-    KDGrowingTree tree;
-    tree.root = tree.emptyLeaf();
-    ZyprKDTree *block = nullptr;
-    int32_t size = -5;
-    EXPECT_EQ(kdEmitTree(tree, &block, &size), zypStsAllocFailErr);
-    EXPECT_EQ(block, nullptr);
-    EXPECT_EQ(size, -5);
-}
-
 TEST(KDTeam, BuildsTheModelsTree) {
     const KDMesh mesh = room(9);
     const KDOptions options{.maxDepth = 5, .splitBias = 1.0f};
@@ -530,7 +406,15 @@ TEST(KDTeam, BuildsTheModelsTree) {
 
 // From nothing to enough, so that every request is the first to fail once.
 TEST(KDPools, AreFullAtTheModelsRequestWhateverTheirSize) {
-    for (const KDMesh &mesh : {soup(5, 40, 0.3f), needles(6, 12)}) {
+    // Of two copies side by side no triangle is cut at first: the second takes its vertices from where the first one's were.
+    KDMesh copies = soup(5, 20, 0.3f);
+    for (int32_t v = 0, count = copies.vertexCount(); v < count; ++v) {
+        const float *at = copies.vertices.data() + 3 * v;
+        const float x = at[0] + 10.0f, y = at[1], z = at[2];
+        copies.addVertex(x, y, z);
+        if (v % 3 == 2) copies.addTriangle(count + v - 2, count + v - 1, count + v);
+    }
+    for (const KDMesh &mesh : {soup(5, 40, 0.3f), needles(6, 12), copies}) {
         for (const auto pool : {&KDOptions::refPoolBytes, &KDOptions::clipVertexPoolBytes}) {
             KDOptions options{.splitBias = 1.0f};
             int failures = 0;

@@ -113,13 +113,32 @@ TEST(KDSplit, OfEqualGapsTheLeftIsCut) {
 }
 
 TEST(KDSplit, AGapOfExactlyATenthIsNotCut) {
-    // The box is 10 long in x; the tenth is rounded to 1 exactly.
+    // The box is 10 long in x; the tenth is rounded to 1 exactly. At these biases a plane pays only with the discount of a cut.
     const std::array<float, 6> box = {0, 0, 0, 10, 1, 1};
-    for (const bool beyond : {false, true}) {
-        KDMesh mesh;
-        for (int i = 0; i < 4; ++i) addSlab(mesh, 0, beyond ? 1.0000001f : 1.0f, 10.0f);
-        const Tree tree = treeOf(mesh, {.maxDepth = 1, .splitBias = 1.0f, .clipBox = box});
-        EXPECT_EQ(tree.isLeaf(0), !beyond);
+    for (const auto &[slabs, bias] : {std::pair{4, 1.0f}, std::pair{20, 0.0f}}) {
+        const KDOptions options{.maxDepth = 1, .splitBias = bias, .clipBox = box};
+        for (const bool beyond : {false, true}) {
+            KDMesh left, right;
+            for (int i = 0; i < slabs; ++i) {
+                addSlab(left, 0, beyond ? 1.0000001f : 1.0f, 10.0f);
+                addSlab(right, 0, 0.0f, beyond ? 8.999999f : 9.0f);
+            }
+            EXPECT_EQ(treeOf(left, options).isLeaf(0), !beyond);
+            EXPECT_EQ(treeOf(right, options).isLeaf(0), !beyond);
+        }
+    }
+}
+
+TEST(KDSplit, AnAxisOfTheSmallestExtentIsNotLookedAt) {
+    for (const bool above : {false, true}) {
+        const float thickness = above ? std::nextafterf(1e-5f, 1.0f) : 1e-5f;
+        for (int axis = 0; axis < 3; ++axis) {
+            std::array<float, 6> box = unitBox;
+            box[static_cast<size_t>(axis + 3)] = thickness;
+            KDMesh mesh;
+            for (int i = 0; i < 6; ++i) addPlanar(mesh, axis, 0.0f); // with all the box above them empty
+            EXPECT_EQ(treeOf(mesh, {.splitBias = 1.0f, .clipBox = box}).isLeaf(0), !above);
+        }
     }
 }
 

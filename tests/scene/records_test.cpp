@@ -183,6 +183,20 @@ TEST(TriangleAccel, APlaneAcrossZIsFlagged) {
     EXPECT_EQ(words[2], bits(5.0f));
 }
 
+TEST(TriangleAccel, APlaneIsAcrossItsAxisStrictlyBelowTheThresholdOfBothSlopes) {
+    // n = (slope, 0, 1) and n = (0, slope, 1)
+    for (const bool alongX : {true, false}) {
+        const auto words = [&](float slope) {
+            return alongX ? accelOf({1, 0, -slope}, {0, 1, 0}, {0, 0, 0}) : accelOf({1, 0, 0}, {0, 1, -slope}, {0, 0, 0});
+        };
+        const Words at = words(0x1p-52f), below = words(0x1.fffffep-53f);
+        EXPECT_EQ(at[0], 33u);
+        EXPECT_EQ(at[alongX ? 1 : 3], bits(0x1p-52f));
+        EXPECT_EQ(below[0], 0x80000000u | 33u);
+        EXPECT_EQ(below[alongX ? 1 : 3], bits(0.0f));
+    }
+}
+
 TEST(TriangleAccel, EqualNormalComponentsChooseX) {
     const Words words = accelOf({1, 0, 0}, {0, 1, 0}, {0, 0, 1});
     EXPECT_EQ(words[0], 6u);
