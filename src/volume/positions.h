@@ -83,6 +83,12 @@ public:
     MappedRow(MapRows here, MapRows ahead) : here_(here), ahead_(ahead) {}
 
     template <class Lanes> MappedPositions next(ptrdiff_t i, Lanes lanes) const {
+        constexpr ptrdiff_t line = 16, soon = 8 * line;
+        if (i % line == 0) { // ahead() is not to wait for its maps
+            prefetch(ahead_.x + i + soon);
+            prefetch(ahead_.y + i + soon);
+            prefetch(ahead_.z + i + soon);
+        }
         return {lanes.load(here_.x + i), lanes.load(here_.y + i), lanes.load(here_.z + i)};
     }
     Int4 ahead(ptrdiff_t i) const {
