@@ -12,6 +12,7 @@ using Int64x4 [[gnu::vector_size(32)]] = int64_t;
 // The samples from a plane's first to voxel (x, y) in it. By shuffles, where lanes are constants: a narrow load that follows a
 // wide store of the same bytes too soon has to wait for it.
 struct EightOffsets {
+    EightOffsets() = default;
     EightOffsets(Int8 x, Int8 y, ptrdiff_t rowStep) {
         const __m256i step = _mm256_set1_epi64x(rowStep);
         const auto four = [&](__m128i column, __m128i row) {

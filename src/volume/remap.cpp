@@ -28,9 +28,9 @@ zypStatus remapVolume(const Sample *const *srcPlanes, const ZyprVolumeExtent *sr
     *srcRegion = trimmed(*srcRegion, *srcExtent);
 
     const ZyprInterpolation mode = loweredMode(interpolation, *srcExtent);
-    const SampledRegion<Sample> src = sampledRegion(srcPlanes, srcRowStep, *srcRegion, mode);
+    const SampledRegion<Sample> region = sampledRegion(srcPlanes, srcRowStep, *srcRegion, mode);
     const ZyprVolumeExtent extent = *dstExtent;
-    withKernel<true>(mode, [&](const auto &kernel) {
+    withKernel<true>(mode, region, [&](const auto &kernel, const auto &src) {
         runSlices(extent.width, extent.height, extent.depth, [&](TeamShare share, int, int) {
             for (int32_t z = share.first; z < share.first + share.count; ++z) {
                 const int32_t later = z < extent.depth - planesFetchedAhead ? z + planesFetchedAhead : extent.depth - 1;

@@ -27,10 +27,23 @@ SampledRegion<Sample> sampledRegion(const Sample *const *planes, int32_t byteRow
     return {planes, samplesOf<Sample>(byteRowStep), {x, y, z, inner(x), inner(y), inner(z)}};
 }
 
+// Whether inner() takes what prepared() gives.
+template <class Region, class Kernel>
+constexpr bool prepares = requires(const Region &src, const Kernel &kernel, EightPlaces places) {
+    kernel.prepared(src, places);
+};
+
+template <class Region, class Kernel> Int8 sampled(const Region &src, const Kernel &kernel, const EightPlaces &places) {
+    if constexpr (prepares<Region, Kernel>)
+        return kernel.inner(src, kernel.prepared(src, places));
+    else
+        return kernel.inner(src, places);
+}
+
 // Eight voxels of which some are outside, on an edge, or past the row's end. `row` stands before them.
-template <class Sample, class Kernel, class Row, class Lanes>
-[[gnu::noinline]] void sampleSome(const SampledRegion<Sample> &src, const Kernel &kernel, Row row, ptrdiff_t i, Lanes lanes,
-                                  Sample *dst) {
+template <class Region, class Kernel, class Row, class Lanes>
+[[gnu::noinline]] void sampleSome(const Region &src, const Kernel &kernel, Row row, ptrdiff_t i, Lanes lanes,
+                                  typename Region::Sample *dst) {
     const auto positions = row.next(i, lanes);
     const Gate gate = positions.gate(src.bounds);
     const Mask8 counting = lanes.among(gate.counting), inner = counting & gate.inner;
@@ -44,37 +57,61 @@ template <class Sample, class Kernel, class Row, class Lanes>
     Int8 results = load<8>(edge);
     if (any(inner)) {
         places.repeatFirst(inner);
-        results = select(inner, kernel.inner(src, places), results);
+        results = select(inner, sampled(src, kernel, places), results);
     }
     storeSamples(dst + i, counting, results);
 }
 
 // Voxels whose position is outside the region, or not a number, keep their value.
-template <class Sample, class Kernel, class Row>
-void sampleRow(const SampledRegion<Sample> &source, const Kernel &kernel, Row row, Sample *dst, int32_t width) {
-    const SampledRegion<Sample> src = source; // no store to dst can change this one
-    forGroups(0, width, [&](ptrdiff_t i, auto lanes) {
-        constexpr ptrdiff_t halfLine = 32 / sizeof(Sample);
-        if (i % halfLine == 0) prefetch(src.near(row.ahead(i)));
-        const Row before = row;
-        const auto positions = row.next(i, lanes);
-        constexpr bool isWhole = std::is_same_v<decltype(lanes), AllLanes>; // else voxels past the row's end would be read
-        if (isWhole && positions.allInner(src.bounds))
-            storeSamples(dst + i, kernel.inner(src, kernel.places(positions)));
-        else if (!positions.allOutside(src.bounds))
-            sampleSome(source, kernel, before, i, lanes, dst);
-    });
+template <class Region, class Kernel, class Row>
+void sampleRow(const Region &source, const Kernel &kernel, Row row, typename Region::Sample *dst, int32_t width) {
+    const Region src = source; // no store to dst can change this one
+    const auto eachGroup = [&](ptrdiff_t begin, ptrdiff_t end, const auto &sampleInner) {
+        forGroups(begin, end, [&](ptrdiff_t i, auto lanes) {
+            constexpr ptrdiff_t halfLine = 32 / sizeof(typename Region::Sample);
+            if (i % halfLine == 0) prefetch(src.near(row.ahead(i)));
+            const Row before = row;
+            const auto positions = row.next(i, lanes);
+            constexpr bool isWhole = std::is_same_v<decltype(lanes), AllLanes>; // else voxels past the row's end would be read
+            if (isWhole && positions.allInner(src.bounds))
+                sampleInner(i, kernel.places(positions));
+            else if (!positions.allOutside(src.bounds))
+                sampleSome(source, kernel, before, i, lanes, dst);
+        });
+    };
+    if constexpr (prepares<Region, Kernel>) {
+        // What is prepared lies in memory when its turn comes, and the processor runs ahead into the loads of the next.
+        constexpr ptrdiff_t most = 256;
+        decltype(kernel.prepared(src, EightPlaces{})) group[most / 8];
+        ptrdiff_t at[most / 8];
+        for (ptrdiff_t begin = 0; begin < width; begin += most) {
+            const ptrdiff_t end = width - begin < most ? width : begin + most;
+            int count = 0;
+            eachGroup(begin, end, [&](ptrdiff_t i, const EightPlaces &places) {
+                group[count] = kernel.prepared(src, places);
+                at[count++] = i;
+            });
+            for (int k = 0; k < count; ++k) storeSamples(dst + at[k], kernel.inner(src, group[k]));
+        }
+    } else {
+        eachGroup(0, width, [&](ptrdiff_t i, const EightPlaces &places) { storeSamples(dst + i, kernel.inner(src, places)); });
+    }
 }
 
-// Calls run(kernel) with the kernel of the mode, which must be lowered already.
-template <bool wholeEdges, class Run> void withKernel(ZyprInterpolation mode, const Run &run) {
+// Calls run(kernel, region) with the kernel of the mode, which must be lowered already, and the region in a form that it reads.
+template <bool wholeEdges, class Sample, class Run>
+void withKernel(ZyprInterpolation mode, const SampledRegion<Sample> &region, const Run &run) {
+    const auto runEven = [&](const auto &kernel) {
+        const auto even = evenRegion(region);
+        even ? run(kernel, *even) : run(kernel, region);
+    };
     switch (mode) {
-    case zyprInterNearest: return run(NearestKernel{});
-    case zyprInterLinear: return run(TrilinearKernel{});
-    case zyprInterCubicLagrange: return run(TricubicKernel<wholeEdges>{lagrangeTable});
-    case zyprInterCubicBSpline: return run(TricubicKernel<wholeEdges>{bSplineTable});
-    case zyprInterCubicCatmullRom: return run(TricubicKernel<wholeEdges>{catmullRomTable});
-    default: return run(TricubicKernel<wholeEdges>{bcTable});
+    case zyprInterNearest: return runEven(NearestKernel{});
+    case zyprInterLinear: return runEven(TrilinearKernel{});
+    case zyprInterCubicLagrange: return run(TricubicKernel<wholeEdges>{lagrangeTable}, region);
+    case zyprInterCubicBSpline: return run(TricubicKernel<wholeEdges>{bSplineTable}, region);
+    case zyprInterCubicCatmullRom: return run(TricubicKernel<wholeEdges>{catmullRomTable}, region);
+    default: return run(TricubicKernel<wholeEdges>{bcTable}, region);
     }
 }
 

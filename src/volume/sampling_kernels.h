@@ -1,5 +1,6 @@
 // What the kernels of remap and warp stand on, and nearest and trilinear sampling of a volume at eight positions. A kernel has
 // places(), the integers that it goes by; inner(), for eight inner positions; and onEdge(), for any one position that counts.
+// What inner() takes are the places themselves or, of a kernel that has it, what prepared() makes of them.
 #pragma once
 
 #include <cstddef>
@@ -8,27 +9,9 @@
 
 #include "volume/lanes.h"
 #include "volume/positions.h"
-#include "volume/records.h"
+#include "volume/sampled_region.h"
 
 namespace zypr::sampling {
-
-// What is sampled.
-template <class Sample> struct SampledRegion {
-    const Sample *const *planes;
-    ptrdiff_t rowStep; // in samples
-    Bounds bounds;
-
-    // The address of the region's voxel that is nearest to this one; the volume may end before it, or have no such plane.
-    const void *near(Int4 xyz) const {
-        const __m128i low = _mm_setr_epi32(bounds.x.low, bounds.y.low, bounds.z.low, 0);
-        const __m128i high = _mm_setr_epi32(bounds.x.high, bounds.y.high, bounds.z.high, 0);
-        alignas(16) int32_t at[4];
-        _mm_store_si128(reinterpret_cast<__m128i *>(at), _mm_max_epi32(low, _mm_min_epi32(raw(xyz), high)));
-        const ptrdiff_t samples = at[1] * rowStep + at[0];
-        return reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(planes[at[2]]) +
-                                              static_cast<uintptr_t>(samples) * sizeof(Sample));
-    }
-};
 
 // ---- Eight voxels -------------------------------------------------------------------------------------------------------
 
@@ -90,10 +73,10 @@ template <class Sample> void storeSamples(Sample *dst, Mask8 lanes, Int8 a) {
 struct NearestKernel {
     template <class Positions> EightPlaces places(const Positions &positions) const { return positions.nearest(); }
 
-    template <class Sample> Int8 inner(const SampledRegion<Sample> &src, const EightPlaces &places) const {
-        const EightOffsets offset(places.x, places.y, src.rowStep);
-        const auto at = [&](int lane) { return src.planes[static_cast<uint32_t>(places.z.v[lane])][offset[lane]]; };
-        if constexpr (std::is_same_v<Sample, float>)
+    template <class Region> Int8 inner(const Region &src, const EightPlaces &places) const {
+        const auto eight = src.eight(places);
+        const auto at = [&](int lane) { return *src.at(eight, lane); };
+        if constexpr (std::is_same_v<typename Region::Sample, float>)
             return bitsOf(Float8{_mm256_setr_ps(at(0), at(1), at(2), at(3), at(4), at(5), at(6), at(7))});
         else
             return {reinterpret_cast<int8Register>(_mm256_setr_epi32(at(0), at(1), at(2), at(3), at(4), at(5), at(6), at(7)))};
@@ -116,60 +99,83 @@ struct EightPairs {
     Float8 left, right;
 };
 
-// Each pair is one load.
-inline EightPairs loadPairs(const float *const (&from)[8]) {
-    const auto two = [&](int a, int b) {
-        const __m128 low = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(from[a])));
-        return _mm_loadh_pi(low, reinterpret_cast<const __m64 *>(from[b]));
-    };
-    const __m256 a = _mm256_set_m128(two(4, 5), two(0, 1)), b = _mm256_set_m128(two(6, 7), two(2, 3));
-    return {{_mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0))}, {_mm256_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))}};
+template <class Value> Value loadedAs(const void *from) {
+    Value value;
+    std::memcpy(&value, from, sizeof value);
+    return value;
 }
 
-inline EightPairs loadPairs(const uint16_t *const (&from)[8]) {
-    const auto pair = [&](int lane) {
-        int32_t both;
-        std::memcpy(&both, from[lane], sizeof both);
-        return both;
-    };
-    const __m256i pairs = _mm256_setr_epi32(pair(0), pair(1), pair(2), pair(3), pair(4), pair(5), pair(6), pair(7));
-    return {{_mm256_cvtepi32_ps(_mm256_and_si256(pairs, _mm256_set1_epi32(0xFFFF)))},
-            {_mm256_cvtepi32_ps(_mm256_srli_epi32(pairs, 16))}};
-}
+// The same as they lie in memory; each pair is one load.
+template <class Sample> class LoadedPairs;
 
-inline EightPairs loadPairs(const uint8_t *const (&from)[8]) {
-    const auto pair = [&](int lane) {
-        int16_t both;
-        std::memcpy(&both, from[lane], sizeof both);
-        return both;
-    };
-    const __m256i pairs =
-        _mm256_cvtepu16_epi32(_mm_setr_epi16(pair(0), pair(1), pair(2), pair(3), pair(4), pair(5), pair(6), pair(7)));
-    return {{_mm256_cvtepi32_ps(_mm256_and_si256(pairs, _mm256_set1_epi32(0xFF)))},
-            {_mm256_cvtepi32_ps(_mm256_srli_epi32(pairs, 8))}};
-}
+template <> class LoadedPairs<float> {
+public:
+    void load(int lane, const float *from) { quarter_[lane / 2][lane % 2] = loadedAs<double>(from); }
+    EightPairs split() const {
+        const __m256 a = joined(0, 2), b = joined(1, 3);
+        return {{_mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0))}, {_mm256_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))}};
+    }
+
+private:
+    __m256 joined(int a, int b) const { return _mm256_castpd_ps(_mm256_set_m128d(quarter_[b], quarter_[a])); }
+    __m128d quarter_[4];
+};
+
+template <> class LoadedPairs<uint16_t> {
+public:
+    void load(int lane, const uint16_t *from) { half_[lane / 4][lane % 4] = loadedAs<int32_t>(from); }
+    EightPairs split() const {
+        const __m256i pairs = raw(joined(Int4{half_[0]}, Int4{half_[1]}));
+        return {{_mm256_cvtepi32_ps(_mm256_and_si256(pairs, _mm256_set1_epi32(0xFFFF)))},
+                {_mm256_cvtepi32_ps(_mm256_srli_epi32(pairs, 16))}};
+    }
+
+private:
+    int4Register half_[2];
+};
+
+template <> class LoadedPairs<uint8_t> {
+public:
+    void load(int lane, const uint8_t *from) { all_[lane] = loadedAs<int16_t>(from); }
+    EightPairs split() const {
+        const __m256i pairs = _mm256_cvtepu16_epi32(reinterpret_cast<__m128i>(all_));
+        return {{_mm256_cvtepi32_ps(_mm256_and_si256(pairs, _mm256_set1_epi32(0xFF)))},
+                {_mm256_cvtepi32_ps(_mm256_srli_epi32(pairs, 8))}};
+    }
+
+private:
+    using Word8 [[gnu::vector_size(16)]] = int16_t;
+    Word8 all_;
+};
 
 struct TrilinearKernel {
+    template <class Eight> struct Prepared {
+        Eight eight;
+        Float8 fx, fy, fz;
+    };
+
     template <class Positions> EightPlaces places(const Positions &positions) const { return positions.truncated(); }
 
-    template <class Sample> Int8 inner(const SampledRegion<Sample> &src, const EightPlaces &places) const {
-        const EightOffsets offset(places.x, places.y, src.rowStep);
-        const Sample *from[2][2][8]; // [plane][row]
+    template <class Region> auto prepared(const Region &src, const EightPlaces &places) const {
+        return Prepared<typename Region::Eight>{src.eight(places), places.positionX - toFloat(places.x),
+                                                places.positionY - toFloat(places.y), places.positionZ - toFloat(places.z)};
+    }
+
+    template <class Region> Int8 inner(const Region &src, const Prepared<typename Region::Eight> &at) const {
+        using Sample = typename Region::Sample;
+        LoadedPairs<Sample> pairs[2][2]; // [plane][row]
 #pragma GCC unroll 8
         for (int lane = 0; lane < 8; ++lane) {
-            for (int plane = 0; plane < 2; ++plane) {
-                from[plane][0][lane] = (src.planes + plane)[static_cast<uint32_t>(places.z.v[lane])] + offset[lane];
-                from[plane][1][lane] = from[plane][0][lane] + src.rowStep;
-            }
+            for (int plane = 0; plane < 2; ++plane)
+                for (int row = 0; row < 2; ++row) pairs[plane][row].load(lane, src.at(at.eight, lane, plane, row));
         }
-        const Float8 fx = places.positionX - toFloat(places.x), fy = places.positionY - toFloat(places.y),
-                     fz = places.positionZ - toFloat(places.z), one = broadcast<8>(1.0f);
+        const Float8 one = broadcast<8>(1.0f);
         const auto along = [&](Float8 a, Float8 b, Float8 fraction) { return blended(a, b, one - fraction, fraction); };
-        const auto inPlane = [&](const Sample *const(&rows)[2][8]) {
-            const EightPairs upper = loadPairs(rows[0]), lower = loadPairs(rows[1]);
-            return along(along(upper.left, upper.right, fx), along(lower.left, lower.right, fx), fy);
+        const auto alongX = [&](const EightPairs &pair) { return along(pair.left, pair.right, at.fx); };
+        const auto inPlane = [&](const LoadedPairs<Sample>(&rows)[2]) {
+            return along(alongX(rows[0].split()), alongX(rows[1].split()), at.fy);
         };
-        return rounded<Sample>(along(inPlane(from[0]), inPlane(from[1]), fz));
+        return rounded<Sample>(along(inPlane(pairs[0]), inPlane(pairs[1]), at.fz));
     }
 
     // At the upper bound the pair ends there, and the fraction is 1. Where the region has but the index 0, the pair begins at

@@ -66,8 +66,8 @@ bool invert(const Affine &m, Affine *inverse) {
 
 // The planes of one thread. Positions are stepped by addition at every level, from the part's first row and plane, so a voxel's
 // position carries the roundings of the way to it.
-template <class Sample, class Kernel>
-void warpPlanes(const SampledRegion<Sample> &src, const Kernel &kernel, const Affine &inverse, Sample *const *dstPlanes,
+template <class Region, class Kernel>
+void warpPlanes(const Region &src, const Kernel &kernel, const Affine &inverse, typename Region::Sample *const *dstPlanes,
                 int32_t dstRowStep, const ZyprVoxelCuboid &part) {
     const auto &i = inverse.a;
     const auto column = [&](int k) { return Double4{_mm256_setr_pd(i[0][k], i[1][k], i[2][k], 0.0)}; };
@@ -109,8 +109,8 @@ zypStatus warpVolume(const Sample *const *srcPlanes, const ZyprVolumeExtent *src
     if (!invert(forward, &inverse)) return zypStsSingularTransformErr;
 
     const ZyprInterpolation mode = loweredMode(interpolation, *srcExtent);
-    const SampledRegion<Sample> src = sampledRegion(srcPlanes, srcRowStep, *srcRegion, mode);
-    withKernel<false>(mode, [&](const auto &kernel) {
+    const SampledRegion<Sample> region = sampledRegion(srcPlanes, srcRowStep, *srcRegion, mode);
+    withKernel<false>(mode, region, [&](const auto &kernel, const auto &src) {
         runSlices(box.width, box.height, box.depth, [&](TeamShare share, int, int) {
             ZyprVoxelCuboid part = box;
             part.z += share.first;

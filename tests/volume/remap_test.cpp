@@ -129,6 +129,47 @@ TYPED_TEST(RemapOf, AVoxelsBitsDependOnItsPositionAlone) {
     }
 }
 
+TYPED_TEST(RemapOf, HowPlanesAndRowsLieMakesNoDifference) {
+    Random random(64);
+    constexpr ZyprVolumeExtent e = {9, 7, 6};
+    constexpr int32_t planeSize = e.width * e.height, rowBytes = e.width * static_cast<int32_t>(sizeof(TypeParam));
+    Remap<TypeParam> r(randomVolume<TypeParam>(random, e), {600, 2, 1});
+    for (const auto &[map, size] : {std::pair(&r.x, e.width), std::pair(&r.y, e.height), std::pair(&r.z, e.depth)})
+        map->fill([&, size = size](int i, int, int) {
+            return i % 64 < 40 ? random.real(0, static_cast<float>(size - 1)) : anyCoordinate(random, 0, size);
+        });
+    struct Lie {
+        int32_t planeStep;
+        bool isUpsideDown, hasOneApart;
+    };
+    for (const auto &[planeStep, isUpsideDown, hasOneApart] :
+         {Lie{planeSize, false, false}, Lie{-planeSize, false, false}, Lie{planeSize + 5, true, false},
+          Lie{planeSize + 5, true, true}}) {
+        const int32_t first = planeStep < 0 ? -planeStep * (e.depth - 1) : 0, rowStep = isUpsideDown ? -e.width : e.width;
+        std::vector<TypeParam> all(static_cast<size_t>((planeSize + 5) * (e.depth + 2)));
+        std::vector<const TypeParam *> planes;
+        for (int32_t z = 0; z < e.depth; ++z) {
+            const int32_t place = hasOneApart && z == 3 ? e.depth : z;
+            TypeParam *const plane = all.data() + first + place * planeStep + (isUpsideDown ? planeSize - e.width : 0);
+            planes.push_back(plane);
+            for (int32_t y = 0; y < e.height; ++y)
+                for (int32_t x = 0; x < e.width; ++x) plane[y * rowStep + x] = r.src.at(x, y, z);
+        }
+        for (const int32_t mode : allModes) {
+            r.dst.fill([](int, int, int) { return 77; });
+            EXPECT_EQ(r.run(mode), zypStsNoErr);
+            ASSERT_TRUE(r.isAsModelled(mode, r.region));
+            const std::vector<TypeParam> expected = r.dst.values();
+            r.dst.fill([](int, int, int) { return 77; });
+            EXPECT_EQ(remap(planes.data(), &e, isUpsideDown ? -rowBytes : rowBytes, &r.region, r.x.constPointers(),
+                            r.y.constPointers(), r.z.constPointers(), r.x.rowStep(), r.dst.pointers(), r.dst.rowStep(),
+                            &r.dst.extent(), mode),
+                      zypStsNoErr);
+            EXPECT_TRUE(equalBits(r.dst.values(), expected)) << "mode " << mode << ", planes by " << planeStep;
+        }
+    }
+}
+
 // Positions on the table's entries and beside them, so that some groups of eight go by whole rows of the table and others
 // don't.
 TYPED_TEST(RemapOf, CubicWeightsAreTheSameForAVoxelAloneAndAmongOthers) {

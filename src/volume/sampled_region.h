@@ -1,0 +1,96 @@
+// What remap and warp sample: a region of a volume whose planes lie anywhere, or at even steps.
+#pragma once
+
+#include <optional>
+
+#include "volume/lanes.h"
+#include "volume/positions.h"
+#include "volume/records.h"
+
+namespace zypr::sampling {
+
+// Planes by the table of their addresses.
+template <class SampleType> struct SampledRegion {
+    using Sample = SampleType;
+
+    const Sample *const *planes;
+    ptrdiff_t rowStep; // in samples
+    Bounds bounds;
+
+    // Eight of its voxels.
+    struct Eight {
+        EightOffsets inPlane;
+        Int8 plane;
+    };
+    Eight eight(const EightPlaces &places) const { return {EightOffsets(places.x, places.y, rowStep), places.z}; }
+    // One of them, or its neighbour in the next plane or row.
+    const Sample *at(const Eight &eight, int lane, int plane = 0, int row = 0) const {
+        return (planes + plane)[static_cast<uint32_t>(eight.plane.v[lane])] + eight.inPlane[lane] + row * rowStep;
+    }
+
+    // The address of the region's voxel that is nearest to this one; the volume may end before it, or have no such plane.
+    const void *near(Int4 xyz) const {
+        const __m128i low = _mm_setr_epi32(bounds.x.low, bounds.y.low, bounds.z.low, 0);
+        const __m128i high = _mm_setr_epi32(bounds.x.high, bounds.y.high, bounds.z.high, 0);
+        alignas(16) int32_t at[4];
+        _mm_store_si128(reinterpret_cast<__m128i *>(at), _mm_max_epi32(low, _mm_min_epi32(raw(xyz), high)));
+        const ptrdiff_t samples = at[1] * rowStep + at[0];
+        return reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(planes[at[2]]) +
+                                              static_cast<uintptr_t>(samples) * sizeof(Sample));
+    }
+};
+
+// Planes at even steps, in either direction, all within 4 GB. A voxel is known by its distance in bytes from the lowest one.
+template <class SampleType> struct EvenRegion : SampledRegion<SampleType> {
+    using Sample = SampleType;
+
+    uint32_t origin, rowBytes, planeBytes; // what gives distances, modulo 2^32
+    uintptr_t from[2][2];                  // what they are added to, for a voxel and its neighbours: [plane][row]
+
+    struct Eight {
+        Int8 distance;
+    };
+    Eight eight(const EightPlaces &places) const {
+        const auto all = [](uint32_t a) { return _mm256_set1_epi32(static_cast<int32_t>(a)); };
+        const __m256i z = _mm256_mullo_epi32(raw(places.z), all(planeBytes)),
+                      y = _mm256_mullo_epi32(raw(places.y), all(rowBytes));
+        const __m256i x = _mm256_slli_epi32(raw(places.x), sizeof(Sample) / 2);
+        const __m256i distance = _mm256_add_epi32(_mm256_add_epi32(z, y), _mm256_add_epi32(x, all(origin)));
+        return {{reinterpret_cast<int8Register>(distance)}};
+    }
+    const Sample *at(const Eight &eight, int lane, int plane = 0, int row = 0) const {
+        return reinterpret_cast<const Sample *>(from[plane][row] + static_cast<uint32_t>(eight.distance.v[lane]));
+    }
+};
+
+// Nothing where the planes lie otherwise.
+template <class Sample> std::optional<EvenRegion<Sample>> evenRegion(const SampledRegion<Sample> &region) {
+    const auto address = [&](int32_t z) { return reinterpret_cast<uintptr_t>(region.planes[z]); };
+    const AxisBounds x = region.bounds.x, y = region.bounds.y, z = region.bounds.z;
+    const auto rowStep = static_cast<int64_t>(region.rowStep) * static_cast<int64_t>(sizeof(Sample));
+    const auto planeStep = static_cast<int64_t>(z.low < z.high ? address(z.low + 1) - address(z.low) : 0);
+    constexpr int64_t limit = int64_t{1} << 32;
+    if (planeStep <= -limit || planeStep >= limit) return {};
+
+    // From the lowest voxel to the first, and to the last.
+    const auto reach = [](AxisBounds axis, int64_t step) { return (axis.high - int64_t{axis.low}) * step; };
+    const int64_t overPlanes = reach(z, planeStep), overRows = reach(y, rowStep);
+    const auto positive = [](int64_t a) { return static_cast<uint64_t>(a < 0 ? 0 : a); };
+    const uint64_t below = positive(-overPlanes) + positive(-overRows);
+    const uint64_t above = positive(overPlanes) + positive(overRows) + positive(reach(x, sizeof(Sample)));
+    if (below + above >= uint64_t{limit}) return {};
+    for (int32_t plane = z.low; plane <= z.high; ++plane)
+        if (address(plane) - address(z.low) != static_cast<uint64_t>((plane - z.low) * planeStep)) return {};
+
+    EvenRegion<Sample> even{region, 0, static_cast<uint32_t>(rowStep), static_cast<uint32_t>(planeStep), {}};
+    const auto modulo = [](int32_t a) { return static_cast<uint32_t>(a); };
+    even.origin = static_cast<uint32_t>(below) - modulo(z.low) * even.planeBytes - modulo(y.low) * even.rowBytes -
+                  modulo(x.low) * uint32_t{sizeof(Sample)};
+    for (int plane = 0; plane < 2; ++plane)
+        for (int row = 0; row < 2; ++row)
+            even.from[plane][row] = address(z.low) + static_cast<uintptr_t>(y.low * rowStep) + x.low * sizeof(Sample) - below +
+                                    static_cast<uintptr_t>(plane * planeStep) + static_cast<uintptr_t>(row * rowStep);
+    return even;
+}
+
+} // namespace zypr::sampling
