@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <limits>
 
 #include "frame/memory.h"
 #include "scene/builds.h"
@@ -507,4 +508,34 @@ TEST(KDSearch, BothFormsFindTheModelsSplit) {
             }
         }
     }
+}
+
+// Cuts of empty space whose costs are a few of the smallest denormal numbers: rounded to those they would compare the other
+// way.
+TEST(KDSearch, TheSmallestCostsAreComparedInFullPrecision) {
+    const float tiny = std::numeric_limits<float>::denorm_min();
+    const ZyprBox box{{-1.0f, -1.6f, 0.0f}, {0.0f, 0.0f, 0.0f}};
+    model::KDBox modelBox{};
+    std::array<std::vector<std::pair<float, float>>, 3> intervals;
+    intervals[0] = {{-tiny, 0.0f}};
+    intervals[1] = {{-2.0f * tiny, 0.0f}};
+    intervals[2] = {{0.0f, 0.0f}};
+    float values[12] = {};
+    float *scratch[12];
+    for (int i = 0; i < 12; ++i) scratch[i] = values + i;
+    const KDBounds bounds(scratch);
+    for (int a = 0; a < 3; ++a) {
+        modelBox.lo[a] = box.minimum[a];
+        modelBox.hi[a] = box.maximum[a];
+        bounds.low[a][0] = intervals[static_cast<size_t>(a)][0].first;
+        bounds.high[a][0] = intervals[static_cast<size_t>(a)][0].second;
+    }
+    const float kappa = model::kdModelKappa(1.0f);
+    const model::KDSearchResult expected = model::kdModelSearch(modelBox, intervals, kappa);
+    ZyprKDSplitResult found{};
+    kdFindBestSplit(&found, 1, box, bounds, kappa);
+    EXPECT_EQ(expected.axis, 0);
+    EXPECT_EQ(found.axis, expected.axis);
+    EXPECT_EQ(bits(found.plane), bits(expected.plane));
+    EXPECT_EQ(bits(found.cost), bits(expected.cost));
 }
