@@ -77,10 +77,11 @@ TYPED_TEST(PlaneWarpOf, EveryModeAgreesWithTheModelOnTheImageAndTouchesNothingEl
         const Matrix m = {c, -s + skew * c, random.real(2, 20), s, c + skew * s, random.real(2, 20)};
         const ZyprPlaneRect r = clippedRect(w.rect, w.src.width, w.src.height);
         const double x0 = r.x, y0 = r.y, x1 = r.x + r.width - 1, y1 = r.y + r.height - 1;
-        const auto [i00, i01, i02, i10, i11, i12] = modelInverse(m, r);
+        const Matrix inverse = modelInverse(m, r);
+        const auto [i00, i01, i02, i10, i11, i12] = inverse;
         const auto isCovered = [&](int32_t x, int32_t y) {
             if (x < w.box.x || y < w.box.y || x >= w.box.x + w.box.width || y >= w.box.y + w.box.height) return false;
-            const double sx = i00 * x + i01 * y + i02, sy = i10 * x + i11 * y + i12;
+            const double sx = inverse[0] * x + inverse[1] * y + inverse[2], sy = inverse[3] * x + inverse[4] * y + inverse[5];
             return sx >= x0 && sx <= x1 && sy >= y0 && sy <= y1;
         };
         for (const uint32_t mode : warpModes) {
@@ -331,6 +332,17 @@ TEST(PlaneWarp, LinearRoundsHalvesUpIn8uAndToEvenIn16u) {
     EXPECT_EQ(halfWayBetweenZeroAndOne<uint8_t>(), 1);
     EXPECT_EQ(halfWayBetweenZeroAndOne<uint16_t>(), 0);
     EXPECT_EQ(halfWayBetweenZeroAndOne<float>(), 0.5f);
+}
+
+// At 2 - 1e-12 the pair is that of 1, with the fraction 1, though as a float the position is 2.
+TEST(PlaneWarp, LinearTruncatesPositionsAsDoublesIn32f) {
+    CoreProbeScope probe;
+    PlaneWarp<float> w(TestPlane<float>(30, 4), 30, 4);
+    for (int32_t j = 0; j < 4; ++j)
+        for (int32_t i = 0; i < 30; ++i) w.src.at(i, j) = static_cast<float>(i & 1);
+    EXPECT_EQ(w.run({1, 0, 1e-12, 0, 1, 0}, 2), zypStsNoErr);
+    for (int32_t j = 0; j < 4; ++j)
+        for (int32_t i = 1; i < 30; ++i) EXPECT_EQ(w.dst.at(i, j), static_cast<float>(i & 1)) << i;
 }
 
 // ---- Spans --------------------------------------------------------------------------------------------------------------
