@@ -111,17 +111,16 @@ private:
 };
 
 // Runs a tile in packets whose rays agree in the sign of each axis: walk8(octant, first ray of two rows) on both halves of a
-// tile of one octant, else walk4(octant, first ray of a row, lanes) per octant and row.
-template <class Walk8, class Walk4>
-void forEachPacket(const TileOctants &octants, int64_t first, int64_t width, Walk8 walk8, Walk4 walk4) {
+// tile of one octant, else walk4(octant, row of the tile, lanes) per octant and row.
+template <class Walk8, class Walk4> void forEachPacket(const TileOctants &octants, Walk8 walk8, Walk4 walk4) {
     if (const int octant = octants.common(); octant >= 0) {
         walk8(static_cast<unsigned>(octant));
         return;
     }
     for (unsigned octant = 0; octant < 8; ++octant) {
         unsigned rays = octants.rays(octant);
-        for (int64_t row = first; rays != 0; rays >>= 4, row += width)
-            if ((rays & 15) != 0) walk4(octant, row, maskOfBits<4>(rays & 15));
+        for (int y = 0; rays != 0; rays >>= 4, ++y)
+            if ((rays & 15) != 0) walk4(octant, y, maskOfBits<4>(rays & 15));
     }
 }
 

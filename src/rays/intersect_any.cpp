@@ -235,8 +235,8 @@ void testTiles(const Segments &s, ZyprBundleSize size) {
             if (isDone(first)) return;
         }
         forEachPacket(
-            octantsOfLive(s, first), first, s.width, [&](unsigned octant) { cached = kdWalkRays8(s, octant, first); },
-            [&](unsigned octant, int64_t row, Mask4 lanes) { kdWalkRays4(s, octant, row, lanes); });
+            octantsOfLive(s, first), [&](unsigned octant) { cached = kdWalkRays8(s, octant, first); },
+            [&](unsigned octant, int y, Mask4 lanes) { kdWalkRays4(s, octant, first + y * s.width, lanes); });
     });
 }
 

@@ -222,8 +222,8 @@ void intersectTiles(const ZyprScene &scene, const float *origin, const float *co
     forEachTile(size, [&](int64_t first) {
         if (isDeadTile(results.dist, first, width)) return;
         forEachPacket(
-            TileOctants(direction, first, width), first, width, [&](unsigned octant) { packets.kdWalkRays8(octant, first); },
-            [&](unsigned octant, int64_t row, Mask4 lanes) { packets.kdWalkRays4(octant, row, lanes); });
+            TileOctants(direction, first, width), [&](unsigned octant) { packets.kdWalkRays8(octant, first); },
+            [&](unsigned octant, int y, Mask4 lanes) { packets.kdWalkRays4(octant, first + y * width, lanes); });
     });
 }
 

@@ -170,32 +170,40 @@ template <int N> void storeHits(const Results &results, int64_t row, int64_t wid
     storeRows(results.triangle + row, width, lanes, hits.triangle);
 }
 
+constexpr int walksInFlight = 8; // of each kind
+
 template <class Origin> class PacketIntersection {
 public:
     PacketIntersection(const ZyprScene &scene, const Origin &origin, const float *const *direction, Results results,
                        int64_t width)
         : scene_(scene), origin_(origin), direction_(direction), results_(results), width_(width) {}
 
-    // One row of a tile; the lanes that the mask leaves out can't accept a hit and keep their results.
-    void kdWalkRays4(unsigned octant, int64_t row, Mask4 lanes) {
-        FlyingWalk<FlyingQuery> &walk = flying_.vacant();
-        FlyingQuery &query = walk.query;
-        Progress<4> start[1];
-        Float4 dist[1];
-        if (prepare<4, 1>(query.group, start, dist, octant, row, lanes) == 0) return;
-        if (!isRegular(start[0], dist[0])) return walkAlone(query.group, start, dist[0], row, lanes);
-        const Float4 zero = broadcast<4>(0.0f);
-        query.accel = scene_.accel;
-        query.live = signBits(dist[0] > zero);
-        store(query.best, dist[0]);
-        store(query.weight0, zero);
-        store(query.weight1, zero);
-        store(query.triangle, broadcast<4>(noTriangle));
-        query.results = results_;
-        query.row = row;
-        query.lanes = lanes;
-        walk.begin(scene_.root, start[0]);
-        flying_.launch();
+    // What the rows of a tile need in every octant.
+    void prepareRows(int64_t first) {
+        for (int y = 0; y < 4; ++y) {
+            Row &r = rows_[y];
+            prepare<4, 1>(r.group, r.start, r.dist, first + y * width_);
+        }
+    }
+
+    // Row y of the tile; the lanes that the mask leaves out can't accept a hit and keep their results.
+    void kdWalkRays4(unsigned octant, int64_t first, int y, Mask4 lanes) {
+        const int64_t row = first + y * width_;
+        Row &r = rows_[y];
+        r.group.octant = octant;
+        const Progress<4> start = {r.start[0].t0, r.start[0].t1, r.start[0].active & lanes};
+        if (none(start.active)) return;
+        const Float4 dist = keep(lanes, r.dist[0]), zero = broadcast<4>(0.0f);
+        if (!isRegular(start, dist)) return walkAlone(r.group, start, dist, row, lanes);
+        const unsigned live = signBits(dist > zero);
+        if (signBits(lanes) != live) {
+            store(results_.bary[0] + row, lanes, zero);
+            store(results_.bary[1] + row, lanes, zero);
+        }
+        if ((live & (live - 1)) == 0)
+            launch(lone_, r.group, start, dist, live, row);
+        else
+            launch(flying_, r.group, start, dist, live, row);
     }
 
     // Two rows of a tile and then the other two.
@@ -203,8 +211,9 @@ public:
         Query<8, 2> query;
         Progress<8> start[2];
         Float8 dist[2];
-        const unsigned present = prepare<8, 2>(query.group, start, dist, octant, first, allLanes<8>());
+        const unsigned present = prepare<8, 2>(query.group, start, dist, first);
         if (present == 0) return;
+        query.group.octant = octant;
         query.accel = scene_.accel;
         for (int i = 0; i < 2; ++i) query.hits[i].best = dist[i];
         kdWalkRays<8, 2>(scene_.root, query.group, start, present, query);
@@ -212,17 +221,24 @@ public:
             if (present >> i & 1) storeHits<8>(results_, first + 2 * i * width_, width_, allLanes<8>(), query.hits[i]);
     }
 
-    void finishWalks() { flying_.finishAll(); }
+    void finishWalks() {
+        lone_.finishAll();
+        flying_.finishAll();
+    }
 
 private:
     template <int N, int packets> using Group = RayGroup<N, packets, typename Origin::template Lanes<N, packets>>;
     template <int N, int packets> using Query = NearestOfPackets<N, packets, Group<N, packets>>;
 
-    // Returns which packets have a lane that enters the box.
+    struct Row {
+        Group<4, 1> group;
+        Progress<4> start[1];
+        Float4 dist[1];
+    };
+
+    // Returns which packets have a lane that enters the box. The octant is left to the caller.
     template <int N, int packets>
-    unsigned prepare(Group<N, packets> &group, Progress<N> (&start)[packets], Floats<N> (&dist)[packets], unsigned octant,
-                     int64_t first, Mask<N> lanes) const {
-        group.octant = octant;
+    unsigned prepare(Group<N, packets> &group, Progress<N> (&start)[packets], Floats<N> (&dist)[packets], int64_t first) const {
         unsigned present = 0;
         for (int i = 0; i < packets; ++i) {
             const int64_t row = first + 2 * i * width_;
@@ -231,7 +247,7 @@ private:
                 group.direction[i][axis] = loadRows<N>(direction_[axis] + row, width_);
                 group.inverse[i][axis] = inverseOf<N>(group.direction[i][axis], 838860800.0f);
             }
-            dist[i] = keep(lanes, loadRows<N>(results_.dist + row, width_));
+            dist[i] = loadRows<N>(results_.dist + row, width_);
             const Intervals<N> t = boxIntervals<N>(*scene_.bound, group, i, dist[i]);
             start[i] = {t.t0, t.t1 + broadcast<N>(exitPad), t.t0 < t.t1};
             present |= static_cast<unsigned>(any(start[i].active)) << i;
@@ -239,32 +255,50 @@ private:
         return present;
     }
 
-    void walkAlone(const Group<4, 1> &group, const Progress<4> (&start)[1], Float4 dist, int64_t row, Mask4 lanes) const {
+    template <int N> struct FlyingQuery : NearestOfRays<N> {
+        Results results;
+        int64_t row;
+
+        void finish() const {
+            this->forEachRay([this](int i, int inPacket) {
+                const int64_t r = row + inPacket;
+                results.dist[r] = this->best[i];
+                results.bary[0][r] = this->ray[i].weight0;
+                results.bary[1][r] = this->ray[i].weight1;
+                results.triangle[r] = this->ray[i].triangle;
+            });
+        }
+    };
+
+    template <class Walks>
+    void launch(Walks &walks, const Group<4, 1> &group, const Progress<4> &start, Float4 dist, unsigned live, int64_t row) {
+        auto &walk = walks.launch();
+        walk.query.accel = scene_.accel;
+        walk.query.live = live;
+        walk.query.begin(group, dist);
+        walk.query.results = results_;
+        walk.query.row = row;
+        walk.begin(scene_.root, group, start, live);
+    }
+
+    void walkAlone(const Group<4, 1> &group, const Progress<4> &start, Float4 dist, int64_t row, Mask4 lanes) const {
         Query<4, 1> query;
         query.group = group;
         query.accel = scene_.accel;
         query.hits[0].best = dist;
-        kdWalkRays<4, 1>(scene_.root, query.group, start, 1, query);
+        const Progress<4> starts[1] = {start};
+        kdWalkRays<4, 1>(scene_.root, query.group, starts, 1, query);
         storeHits<4>(results_, row, width_, lanes, query.hits[0]);
     }
-
-    struct FlyingQuery : NearestOfLiveRays<8, Group<4, 1>> {
-        Results results;
-        int64_t row;
-        Mask4 lanes; // whose results are written
-
-        void finish() const {
-            storeHits<4>(results, row, 0, lanes,
-                         {load<4>(this->best), load<4>(this->weight0), load<4>(this->weight1), load<4>(this->triangle)});
-        }
-    };
 
     const ZyprScene &scene_;
     const Origin &origin_;
     const float *const *direction_;
     Results results_;
     int64_t width_;
-    WalksInFlight<FlyingWalk<FlyingQuery>, 6> flying_;
+    Row rows_[4]; // of the tile
+    WalksInFlight<LoneWalk<FlyingQuery<1>>, walksInFlight> lone_;
+    WalksInFlight<PacketWalk<FlyingQuery<4>>, walksInFlight> flying_;
 };
 
 template <class Origin>
@@ -275,9 +309,11 @@ void intersectTiles(const ZyprScene &scene, const Origin &origin, const float *c
     PacketIntersection<Origin> packets(scene, origin, direction, results, width);
     forEachTile(size, [&](int64_t first) {
         if (Origin::skipsDeadTiles && isDeadTile(results.dist, first, width)) return;
+        const TileOctants octants(direction, first, width);
+        if (octants.common() < 0) packets.prepareRows(first);
         forEachPacket(
-            TileOctants(direction, first, width), first, width, [&](unsigned octant) { packets.kdWalkRays8(octant, first); },
-            [&](unsigned octant, int64_t row, Mask4 lanes) { packets.kdWalkRays4(octant, row, lanes); });
+            octants, [&](unsigned octant) { packets.kdWalkRays8(octant, first); },
+            [&](unsigned octant, int y, Mask4 lanes) { packets.kdWalkRays4(octant, first, y, lanes); });
     });
     packets.finishWalks();
 }

@@ -18,7 +18,11 @@ inline bool isEmptyLeaf(const ZyprKDNode &node) {
     return words >> 31 == 1;
 }
 inline unsigned splitAxis(const ZyprKDNode &node) { return node.word0 & 3; }
-inline float splitValue(const ZyprKDNode &node) { return floatOf(node.word1); }
+inline float splitValue(const ZyprKDNode &node) { // read as a float, it does not pass through a general register
+    float value;
+    std::memcpy(&value, &node.word1, sizeof value);
+    return value;
+}
 
 // The child below the plane; the child above it follows at once.
 inline const ZyprKDNode *childPair(const ZyprKDNode &node) {
