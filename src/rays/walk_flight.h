@@ -215,7 +215,7 @@ public:
         *top_ = {pair + far, t, t1_};
         top_ = pushed;
         t1_ = minimum(floatsOf(bitsOf(t) | unless[crosses]), t1_);
-        active_ = crosses ? entering : active_; // all of them have t0 at most t1
+        active_ &= entering | (static_cast<unsigned>(crosses) - 1); // all that enter have t0 at most t1
         node_ = pair + (far ^ (entering != 0));
     }
 
@@ -276,8 +276,8 @@ private:
 
     // Returns the flight before the one that has ended.
     Flight &finishOne() {
-        for (Flight *before = last_;; before = before->next) {
-            Walk &walk = before->next->walk;
+        for (Flight *before = last_, *flight = before->next;; before = flight, flight = flight->next) {
+            Walk &walk = flight->walk;
             if (!walk.atLeaf()) {
                 walk.step();
             } else if (!walk.passLeaf()) {
