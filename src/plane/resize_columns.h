@@ -13,24 +13,34 @@
 
 namespace zypr {
 
-// Eight columns at a time: the two taps of each as floats, or as pairs of 16-bit numbers.
+// The two taps of eight columns as floats, or of sixteen as pairs of 16-bit numbers.
 struct TapPairs {
     Float8 a, b;
 };
+struct FixedTapPairs {
+    __m256i low, high;
+};
 
+// How the taps of a `group` of columns are taken from windows of `samples` samples that serve `columns` columns each.
 template <class Sample> struct TapWindow;
 
-// A window of eight floats serves eight columns.
+// A window of eight floats serves four columns: their first taps are permuted to its lower half, the second ones to its upper.
 template <> struct TapWindow<float> {
-    static constexpr int32_t columns = 8, samples = 8;
-    using Lane = int32_t; // one permutation index per column
+    static constexpr int32_t group = 8, columns = 4, samples = 8, lanesPerColumn = 2;
+    using Lane = int32_t;
 
-    static Lane lane(int32_t offset) { return offset; }
+    static void setLanes(Lane *lanes, int32_t k, int32_t offset) {
+        lanes[k] = offset;
+        lanes[k + 4] = offset + 1;
+    }
     static TapPairs load(const float *row, const int32_t *starts, const Lane *lanes) {
-        const __m256 window = _mm256_loadu_ps(row + starts[0]);
-        const __m256i first = raw(zypr::load<8>(lanes));
-        return {{_mm256_permutevar8x32_ps(window, first)},
-                {_mm256_permutevar8x32_ps(window, _mm256_add_epi32(first, _mm256_set1_epi32(1)))}};
+        const __m256 low = permuted(row + starts[0], lanes), high = permuted(row + starts[1], lanes + 8);
+        return {{_mm256_permute2f128_ps(low, high, 0x20)}, {_mm256_permute2f128_ps(low, high, 0x31)}};
+    }
+
+private:
+    static __m256 permuted(const float *window, const Lane *lanes) {
+        return _mm256_permutevar8x32_ps(_mm256_loadu_ps(window), raw(zypr::load<8>(lanes)));
     }
 };
 
@@ -47,24 +57,27 @@ inline TapPairs floatPairs(__m256i pairs) {
 }
 
 template <> struct TapWindow<uint16_t> {
-    static constexpr int32_t columns = 4, samples = 8;
+    static constexpr int32_t group = 8, columns = 4, samples = 8, lanesPerColumn = 1;
     using Lane = uint32_t;
 
-    static Lane lane(int32_t offset) { return 0x03020100u + 0x01010101u * static_cast<uint32_t>(2 * offset); }
+    static void setLanes(Lane *lanes, int32_t k, int32_t offset) {
+        lanes[k] = 0x03020100u + 0x01010101u * static_cast<uint32_t>(2 * offset);
+    }
     static TapPairs load(const uint16_t *row, const int32_t *starts, const Lane *lanes) {
         return floatPairs(shuffledWindows(row + starts[0], row + starts[1], lanes));
     }
 };
 
 template <> struct TapWindow<uint8_t> {
-    static constexpr int32_t columns = 4, samples = 16;
+    static constexpr int32_t group = 16, columns = 4, samples = 16, lanesPerColumn = 1;
     using Lane = uint32_t;
 
-    static Lane lane(int32_t offset) { // the upper byte of each half is cleared
-        return 0x80008000u | static_cast<uint32_t>(offset + 1) << 16 | static_cast<uint32_t>(offset);
+    static void setLanes(Lane *lanes, int32_t k, int32_t offset) { // the upper byte of each half is cleared
+        lanes[k] = 0x80008000u | static_cast<uint32_t>(offset + 1) << 16 | static_cast<uint32_t>(offset);
     }
-    static __m256i load(const uint8_t *row, const int32_t *starts, const Lane *lanes) {
-        return shuffledWindows(row + starts[0], row + starts[1], lanes);
+    static FixedTapPairs load(const uint8_t *row, const int32_t *starts, const Lane *lanes) {
+        return {shuffledWindows(row + starts[0], row + starts[1], lanes),
+                shuffledWindows(row + starts[2], row + starts[3], lanes + 8)};
     }
 };
 
@@ -84,9 +97,13 @@ inline TapPairs loadTapPairs(const uint16_t *row, const int32_t *index) {
     for (int k = 0; k < 8; ++k) std::memcpy(&pairs[k], row + index[k], 4);
     return floatPairs(raw(load<8>(pairs)));
 }
-inline __m256i loadTapPairs(const uint8_t *row, const int32_t *index) {
+inline FixedTapPairs loadTapPairs(const uint8_t *row, const int32_t *index) {
     const auto pair = [&](int k) { return row[index[k]] | row[index[k] + 1] << 16; };
-    return _mm256_setr_epi32(pair(0), pair(1), pair(2), pair(3), pair(4), pair(5), pair(6), pair(7));
+    const auto eight = [&](int k) {
+        return _mm256_setr_epi32(pair(k), pair(k + 1), pair(k + 2), pair(k + 3), pair(k + 4), pair(k + 5), pair(k + 6),
+                                 pair(k + 7));
+    };
+    return {eight(0), eight(8)};
 }
 
 // ---- Linear -------------------------------------------------------------------------------------------------------------
@@ -119,18 +136,20 @@ template <> struct LinearArithmetic<uint8_t> {
         const auto fixed = static_cast<uint32_t>(fixedFraction(t));
         return fixed << 16 | ((fixedOne - fixed) & 0xFFFFu);
     }
-    static void interior(uint16_t *out, __m256i taps, const Weight *weights) { put<8>(out, taps, weights); }
-    static void frame(uint16_t *out, __m256i taps, const Weight *weights) { put<14>(out, taps, weights); }
+    static void interior(uint16_t *out, FixedTapPairs taps, const Weight *weights) { put<8>(out, taps, weights); }
+    static void frame(uint16_t *out, FixedTapPairs taps, const Weight *weights) { put<14>(out, taps, weights); }
     static Element frame(uint8_t a, uint8_t b, Weight weights) {
         return static_cast<Element>(
             (a * static_cast<int32_t>(weights & 0xFFFF) + b * static_cast<int32_t>(weights >> 16) + 8192) >> 14);
     }
 
 private:
-    template <int Shift> static void put(uint16_t *out, __m256i taps, const Weight *weights) {
-        const __m256i sums = fixedSum<Shift>(taps, _mm256_loadu_si256(reinterpret_cast<const __m256i *>(weights)));
-        const __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(out), words);
+    static __m256i loadWeights(const Weight *weights) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(weights)); }
+    template <int Shift> static void put(uint16_t *out, FixedTapPairs taps, const Weight *weights) {
+        const __m256i low = fixedSum<Shift>(taps.low, loadWeights(weights));
+        const __m256i high = fixedSum<Shift>(taps.high, loadWeights(weights + 8));
+        const __m256i words = _mm256_permute4x64_epi64(_mm256_packs_epi32(low, high), _MM_SHUFFLE(3, 1, 2, 0));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), words);
     }
 };
 
@@ -143,7 +162,7 @@ public:
 
     LinearColumns(Arena &arena, int32_t width)
         : index_(arena.take<int32_t>(paddedWidth(width))), starts_(arena.take<int32_t>(paddedWidth(width) / Window::columns)),
-          lanes_(arena.take<typename Window::Lane>(paddedWidth(width))),
+          lanes_(arena.take<typename Window::Lane>(Window::lanesPerColumn * paddedWidth(width))),
           weights_(arena.take<typename Arithmetic::Weight>(paddedWidth(width))) {}
 
     // The columns from destination position `first` on.
@@ -160,7 +179,7 @@ public:
 
     // For the rows of the interior: band columns are samples as they are.
     void filter(const Sample *row, Element *out) const {
-        interior(row, [&](int32_t j, auto taps) { Arithmetic::interior(out + j, taps, weights_ + j); });
+        interior(row, [out, weights = weights_](int32_t j, auto taps) { Arithmetic::interior(out + j, taps, weights + j); });
         for (int32_t j = 0; j < columns_.interiorBegin; ++j) out[j] = row[0];
         for (int32_t j = columns_.interiorEnd; j < columns_.width; ++j) out[j] = row[extent_ - 1];
     }
@@ -179,14 +198,16 @@ private:
     void buildWindows() {
         const int32_t begin = columns_.interiorBegin, end = columns_.interiorEnd;
         if (begin >= end) return;
-        const int32_t paddedEnd = begin + (end - begin + 7) / 8 * 8;
+        const int32_t paddedEnd = begin + (end - begin + Window::group - 1) / Window::group * Window::group;
         for (int32_t j = end; j < paddedEnd; ++j) index_[j] = index_[end - 1];
         inWindows_ = extent_ >= Window::samples;
+        typename Window::Lane *lanes = lanes_;
         for (int32_t j = begin, group = 0; j < paddedEnd && inWindows_; j += Window::columns, ++group) {
             const int32_t start = index_[j] < extent_ - Window::samples ? index_[j] : extent_ - Window::samples;
             inWindows_ = index_[j + Window::columns - 1] + 1 - start < Window::samples;
             starts_[group] = start;
-            for (int32_t k = 0; k < Window::columns; ++k) lanes_[j - begin + k] = Window::lane(index_[j + k] - start);
+            for (int32_t k = 0; k < Window::columns; ++k) Window::setLanes(lanes, k, index_[j + k] - start);
+            lanes += Window::columns * Window::lanesPerColumn;
         }
     }
 
@@ -195,10 +216,15 @@ private:
         if (inWindows_) {
             const int32_t *starts = starts_;
             const auto *lanes = lanes_;
-            for (int32_t j = begin; j < end; j += 8, starts += 8 / Window::columns, lanes += 8)
+            for (int32_t j = begin; j < end; j += Window::group) {
                 put(j, Window::load(row, starts, lanes));
+                starts += Window::group / Window::columns;
+                lanes += Window::group * Window::lanesPerColumn;
+            }
         } else {
-            for (int32_t j = begin; j < end; j += 8) put(j, loadTapPairs(row, index_ + j));
+            for (int32_t j = begin; j < end; j += Window::group) {
+                put(j, loadTapPairs(row, index_ + j));
+            }
         }
     }
 
