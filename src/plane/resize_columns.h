@@ -177,16 +177,18 @@ public:
         buildWindows();
     }
 
-    // For the rows of the interior: band columns are samples as they are.
-    void filter(const Sample *row, Element *out) const {
-        interior(row, [out, weights = weights_](int32_t j, auto taps) { Arithmetic::interior(out + j, taps, weights + j); });
+    // For the rows of the interior: band columns are samples as they are. Meanwhile a row that will be filtered later is
+    // fetched.
+    [[gnu::noinline]] void filter(const Sample *row, const Sample *later, Element *out) const {
+        interior(row, later,
+                 [out, weights = weights_](int32_t j, auto taps) { Arithmetic::interior(out + j, taps, weights + j); });
         for (int32_t j = 0; j < columns_.interiorBegin; ++j) out[j] = row[0];
         for (int32_t j = columns_.interiorEnd; j < columns_.width; ++j) out[j] = row[extent_ - 1];
     }
 
     // For a row of a band: all columns are interpolated, those of the bands between two like samples.
     void filterFrame(const Sample *row, Element *out) const {
-        interior(row, [&](int32_t j, auto taps) { Arithmetic::frame(out + j, taps, weights_ + j); });
+        interior(row, row, [&](int32_t j, auto taps) { Arithmetic::frame(out + j, taps, weights_ + j); });
         const Sample first = row[0], last = row[extent_ - 1];
         for (int32_t j = 0; j < columns_.interiorBegin; ++j) out[j] = Arithmetic::frame(first, first, weights_[j]);
         for (int32_t j = columns_.interiorEnd; j < columns_.width; ++j) out[j] = Arithmetic::frame(last, last, weights_[j]);
@@ -211,18 +213,20 @@ private:
         }
     }
 
-    template <class Put> void interior(const Sample *row, const Put &put) const {
+    template <class Put> void interior(const Sample *row, const Sample *later, const Put &put) const {
         const int32_t begin = columns_.interiorBegin, end = columns_.interiorEnd;
         if (inWindows_) {
             const int32_t *starts = starts_;
             const auto *lanes = lanes_;
             for (int32_t j = begin; j < end; j += Window::group) {
+                __builtin_prefetch(later + starts[0]);
                 put(j, Window::load(row, starts, lanes));
                 starts += Window::group / Window::columns;
                 lanes += Window::group * Window::lanesPerColumn;
             }
         } else {
             for (int32_t j = begin; j < end; j += Window::group) {
+                for (int32_t k = 0; k < Window::group; k += 4) __builtin_prefetch(later + index_[j + k]);
                 put(j, loadTapPairs(row, index_ + j));
             }
         }
@@ -277,11 +281,13 @@ public:
         }
     }
 
-    void filter(const Sample *row, float *out) const {
+    // Meanwhile a row that will be filtered later is fetched.
+    void filter(const Sample *row, const Sample *later, float *out) const {
         const int32_t begin = columns_.interiorBegin, end = columns_.interiorEnd;
         for (int32_t j = 0; j < begin; ++j) out[j] = edge(row, j);
         int32_t j = begin;
         for (; j + 8 <= end; j += 8) {
+            __builtin_prefetch(later + index_[j]);
             const __m256 sums01 = _mm256_hadd_ps(products(row, j, 0), products(row, j, 1));
             const __m256 sums23 = _mm256_hadd_ps(products(row, j, 2), products(row, j, 3));
             _mm256_storeu_ps(out + j, _mm256_hadd_ps(sums01, sums23));

@@ -112,8 +112,12 @@ void combineRow(const Columns &columns, Sample *out, const Combination &combinat
         const auto isInterior = lanesWithin<lanes>(columns.interiorBegin - j, columns.interiorEnd - j);
         const auto frame = Target::frame(combination.frame(j));
         if (none(isInterior)) return frame;
-        const auto isTail = lanesWithin<lanes>(columns.tailBegin - j, columns.interiorEnd - j);
-        return select(isInterior, Target::interior(select(isTail, combination.tail(j), combination.fused(j))), frame);
+        auto interior = combination.fused(j);
+        if constexpr (requires { combination.tail(j); }) {
+            const auto isTail = lanesWithin<lanes>(columns.tailBegin - j, columns.interiorEnd - j);
+            interior = select(isTail, combination.tail(j), interior);
+        }
+        return select(isInterior, Target::interior(interior), frame);
     };
     const int32_t groups = Target::padded ? (columns.width + lanes - 1) / lanes * lanes : columns.width / lanes * lanes;
     const int32_t plainBegin = (columns.interiorBegin + lanes - 1) / lanes * lanes;
@@ -130,26 +134,42 @@ void combineRow(const Columns &columns, Sample *out, const Combination &combinat
     for (; j < columns.width; ++j) out[j] = group[j];
 }
 
-// Two rows, t of the way from the first to the second: along z, where the frame fuses the other product.
-struct BlendAlongZ {
+// A row as it is.
+template <class Element> struct PlainRow {
+    static constexpr int lanes = sizeof(Element) == 2 ? 16 : 8;
+    const Element *row;
+
+    auto frame(int32_t j) const {
+        if constexpr (lanes == 16)
+            return loadFixed(row + j);
+        else
+            return load<8>(row + j);
+    }
+    auto fused(int32_t j) const { return frame(j); }
+    auto tail(int32_t j) const { return frame(j); }
+};
+
+// Two rows, t of the way from the first to the second: along z, where the frame fuses the other product. The rows may
+// themselves be combinations.
+template <class Row> struct BlendAlongZ {
     static constexpr int lanes = 8;
-    const float *first, *second;
+    Row first, second;
     Float8 rest, t;
 
-    BlendAlongZ(const float *firstRow, const float *secondRow, float fraction)
+    BlendAlongZ(Row firstRow, Row secondRow, float fraction)
         : first(firstRow), second(secondRow), rest(broadcast<8>(1.0f - fraction)), t(broadcast<8>(fraction)) {}
 
-    Float8 fused(int32_t j) const { return zypr::fused(rest, load<8>(first + j), t * load<8>(second + j)); }
-    Float8 tail(int32_t j) const { return rest * load<8>(first + j) + t * load<8>(second + j); }
-    Float8 frame(int32_t j) const { return zypr::fused(t, load<8>(second + j), rest * load<8>(first + j)); }
+    Float8 fused(int32_t j) const { return zypr::fused(rest, first.fused(j), t * second.fused(j)); }
+    Float8 tail(int32_t j) const { return rest * first.tail(j) + t * second.tail(j); }
+    Float8 frame(int32_t j) const { return zypr::fused(t, second.frame(j), rest * first.frame(j)); }
 };
 
 // Along y into a plane image, or into a volume of floats.
-struct BlendAlongY : BlendAlongZ {
+struct BlendAlongY : BlendAlongZ<PlainRow<float>> {
     using BlendAlongZ::BlendAlongZ;
     Float8 frame(int32_t j) const {
-        const Float8 a = load<8>(first + j);
-        return zypr::fused(load<8>(second + j) - a, t, a);
+        const Float8 a = first.frame(j);
+        return zypr::fused(second.frame(j) - a, t, a);
     }
 };
 
@@ -162,22 +182,20 @@ struct BlendAlongYFusedThroughout : BlendAlongY {
 
 // The same of fixed-point rows, whose interior holds samples times 64 where the frame holds samples; InteriorShift is 14 to
 // keep the factor and 20 to drop it.
-template <int InteriorShift> struct FixedBlend {
+template <int InteriorShift, class Row = PlainRow<uint16_t>> struct FixedBlend {
     static constexpr int lanes = 16;
-    const uint16_t *first, *second;
+    Row first, second;
     __m256i weights;
 
-    FixedBlend(const uint16_t *firstRow, const uint16_t *secondRow, uint16_t fraction)
+    FixedBlend(Row firstRow, Row secondRow, uint16_t fraction)
         : first(firstRow), second(secondRow),
           weights(_mm256_set1_epi32(static_cast<int32_t>(static_cast<uint32_t>(fraction) << 16) | (16384 - fraction))) {}
 
-    Fixed16 fused(int32_t j) const { return sum<InteriorShift>(j); }
-    Fixed16 tail(int32_t j) const { return sum<InteriorShift>(j); }
-    Fixed16 frame(int32_t j) const { return sum<14>(j); }
+    Fixed16 fused(int32_t j) const { return sum<InteriorShift>(first.fused(j).v, second.fused(j).v); }
+    Fixed16 frame(int32_t j) const { return sum<14>(first.frame(j).v, second.frame(j).v); }
 
 private:
-    template <int Shift> Fixed16 sum(int32_t j) const {
-        const __m256i a = loadFixed(first + j).v, b = loadFixed(second + j).v;
+    template <int Shift> Fixed16 sum(__m256i a, __m256i b) const {
         return {_mm256_packus_epi32(fixedSum<Shift>(_mm256_unpacklo_epi16(a, b), weights),
                                     fixedSum<Shift>(_mm256_unpackhi_epi16(a, b), weights))};
     }

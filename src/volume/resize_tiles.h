@@ -1,7 +1,8 @@
 // Linear and cubic resize of a volume: the way along z.
 //
 // A tile of the region is carried through all its planes before the next tile begins, so that the plane images between which it
-// blends stay in cache. Each source plane is resampled once per tile, however many destination planes lie near it.
+// blends stay in cache. Each source plane is resampled once per tile, however many destination planes lie near it; only linear
+// reductions, in which hardly any two of them share a source plane, do without images.
 #pragma once
 
 #include <cstdint>
@@ -130,8 +131,11 @@ private:
         if constexpr (Stage::taps == 2) {
             if (position.index < 0) return stage.resizeIntoVolume(src_.plane(0), dst, dst_.rowStep);
             if (position.index == z_.extent - 1) return stage.resizeIntoVolume(src_.plane(position.index), dst, dst_.rowStep);
-            const Element *first = images.of(src_, position.index), *second = images.of(src_, position.index + 1);
+            constexpr double leastWithoutImages = 1.75; // source planes per destination plane
             const auto t = LinearArithmetic<Sample>::fraction(position.fraction);
+            if (z_.inverse >= leastWithoutImages)
+                return stage.blendIntoVolume(src_.plane(position.index), src_.plane(position.index + 1), t, dst, dst_.rowStep);
+            const Element *first = images.of(src_, position.index), *second = images.of(src_, position.index + 1);
             for (int32_t y = 0; y < tile.height; ++y, dst += dst_.rowStep) {
                 stage.blendRow(y, first, second, t, dst);
                 first += images.rowStride();
