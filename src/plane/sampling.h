@@ -160,17 +160,27 @@ template <class Sample> Sample convertedAtEdge(double value) {
     }
 }
 
+// The index below a position, which counts as the next one from 1e-7 below it on.
+constexpr double wideKernelTolerance = 1e-7;
+inline int32_t indexBelow(float position) { return truncated(position + static_cast<float>(wideKernelTolerance)); }
+inline int32_t indexBelow(double position) { return truncated(position + wideKernelTolerance); }
+
 template <int taps> struct EdgeTaps {
     int32_t index[taps];
     double weight[taps];
 
-    void clampFrom(int32_t first, int32_t last) {
+    // Positions far outside have the taps of those just outside.
+    template <class Weights> EdgeTaps(double position, int32_t last, const Weights &weightsAt) {
+        constexpr int32_t below = taps / 2 - 1;
+        const int32_t i = indexBelow(position), first = clamped(i, -below - 1, last + below) - below;
         for (int k = 0; k < taps; ++k) index[k] = clamped(first + k, 0, last);
+        weightsAt(position - i, weight);
     }
 };
 
-template <class Sample, int taps>
-Sample edgeSample(const SampledPlane<Sample> &src, const EdgeTaps<taps> &x, const EdgeTaps<taps> &y) {
+template <int taps, class Sample, class Weights>
+Sample edgeSample(const SampledPlane<Sample> &src, double atX, double atY, const Weights &weightsAt) {
+    const EdgeTaps<taps> x(atX, src.lastX, weightsAt), y(atY, src.lastY, weightsAt);
     double sum = 0.0;
     for (int row = 0; row < taps; ++row) {
         const Sample *from = src.row(y.index[row]);
@@ -180,12 +190,6 @@ Sample edgeSample(const SampledPlane<Sample> &src, const EdgeTaps<taps> &x, cons
     }
     return convertedAtEdge<Sample>(sum);
 }
-
-// The index below a position, which counts as the next one from 1e-7 below it on. Edge paths clamp it to where taps still
-// differ, so that positions far outside stay harmless.
-constexpr double wideKernelTolerance = 1e-7;
-inline int32_t indexBelow(float position) { return truncated(position + static_cast<float>(wideKernelTolerance)); }
-inline int32_t indexBelow(double position) { return truncated(position + wideKernelTolerance); }
 
 // ---- Catmull-Rom --------------------------------------------------------------------------------------------------------
 
@@ -206,14 +210,7 @@ template <class Sample, class Position> Sample catmullRom(const SampledPlane<Sam
         catmullRomWeights(static_cast<float>(y - static_cast<Position>(iy)), wy.w);
         return converted<Sample>(sumOfSixteen(src, ix - 1, iy - 1, wx, wy));
     }
-    const auto axis = [](double position, int32_t last) {
-        const int32_t i = indexBelow(position);
-        EdgeTaps<4> taps;
-        taps.clampFrom(clamped(i, -2, last + 1) - 1, last);
-        catmullRomWeights(position - i, taps.weight);
-        return taps;
-    };
-    return edgeSample(src, axis(x, src.lastX), axis(y, src.lastY));
+    return edgeSample<4>(src, x, y, [](double t, double(&w)[4]) { catmullRomWeights(t, w); });
 }
 
 // ---- Lanczos ------------------------------------------------------------------------------------------------------------
@@ -233,14 +230,7 @@ template <class Sample> Sample lanczos(const SampledPlane<Sample> &src, float x,
         }
         return converted<Sample>(sum);
     }
-    const auto axis = [](double position, int32_t last) {
-        const int32_t i = indexBelow(position);
-        EdgeTaps<6> taps;
-        taps.clampFrom(clamped(i, -3, last + 2) - 2, last);
-        lanczosWeights(position - i, taps.weight);
-        return taps;
-    };
-    return edgeSample(src, axis(x, src.lastX), axis(y, src.lastY));
+    return edgeSample<6>(src, x, y, [](double t, double(&w)[6]) { lanczosWeights(t, w); });
 }
 
 } // namespace zypr::planes

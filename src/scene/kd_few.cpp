@@ -15,68 +15,97 @@ constexpr float nearBy = 1.0f + 2e-6f;
 constexpr float smallestCost = 1e-30f;
 constexpr float largestExtent = 1e17f;
 
+// The references on one axis, in registers of four or eight.
+template <int most> struct FewBounds {
+    static constexpr int width = most == 4 ? 4 : 8;
+    static constexpr bool inRegister = most == width;
+    using Register = Floats<width>;
+
+    const float *lows, *highs;
+    int32_t count;
+    Register first, last; // to be reduced
+    Mask<width> unordered = noLanes<width>();
+
+    FewBounds(const float *refLows, const float *refHighs, int32_t refCount) : lows(refLows), highs(refHighs), count(refCount) {
+        first = lowsAt(0);
+        last = highsAt(0);
+        unordered = ~(first < last);
+        if constexpr (inRegister) return;
+        for (int32_t i = width; i < count; i += width) {
+            const Register low = lowsAt(i), high = highsAt(i);
+            unordered = unordered | ~(low < high);
+            first = minimum(low, first);
+            last = maximum(high, last);
+        }
+    }
+    // Lanes without a reference repeat the first, so that no minimum, maximum or plane is new.
+    Register lowsAt(int32_t i) const { return someOf(lows, i, broadcast<width>(lows[0])); }
+    Register highsAt(int32_t i) const { return someOf(highs, i, broadcast<width>(highs[0])); }
+
+    // All events, for those that fit a register. Lanes without a reference are counted on neither side.
+    Float8 lowEvents() const { return twice(someOf(lows, 0, broadcast<width>(FLT_MAX))); }
+    Float8 highEvents() const { return twice(someOf(highs, 0, broadcast<width>(-FLT_MAX))); }
+    // Event k in all lanes.
+    static Float8 event(Float8 events, const float *all, int32_t k) {
+        if constexpr (most == 4)
+            return permuted(events, broadcast<8>(k));
+        else if constexpr (most == 8)
+            return {_mm256_permutevar8x32_ps(events.v, raw(broadcast<8>(k)))};
+        else
+            return broadcast<8>(all[k]);
+    }
+
+private:
+    Register someOf(const float *from, int32_t i, Register otherwise) const {
+        const Mask<width> active = firstLanes<width>(count - i);
+        return select(active, load(from + i, active), otherwise);
+    }
+    static Float8 twice(Register a) {
+        if constexpr (most == 4)
+            return joined(a, a);
+        else
+            return a;
+    }
+};
+
 // The planes of one axis, with their costs without the factor S. Up to four references have one block of eight planes, more
 // have two for each eight.
 template <int most> struct FewPlanes {
     static constexpr int32_t mostBlocks = most / 4;
-    static constexpr bool padded = most <= 8;
 
     KDEightPlanes planes[mostBlocks];
     Float8 costs[mostBlocks];
-    Float8 first, last, lowest; // to be reduced
-    bool ordered;
-    int32_t count, blocks;
-    const float *lowEvents, *highEvents;
-    float paddedLows[8], paddedHighs[8]; // with what isn't counted on either side
+    int32_t blocks;
 
-    FewPlanes(const float *lows, const float *highs, int32_t refCount) : count(refCount), lowEvents(lows), highEvents(highs) {
-        blocks = padded ? mostBlocks : (count + 7) / 8 * 2;
-        const Float8 firstLow = broadcast<8>(lows[0]), firstHigh = broadcast<8>(highs[0]);
-        first = firstLow;
-        last = firstHigh;
-        Mask8 unordered = noLanes<8>();
-        for (int32_t i = 0; i < (padded ? 1 : count); i += 8) {
-            const Mask8 active = firstLanes<8>(count - i);
-            // Lanes without a reference repeat the first, so that no minimum, maximum or plane is new.
-            const Float8 eightLows = load(lows + i, active), eightHighs = load(highs + i, active);
-            const Float8 low = select(active, eightLows, firstLow), high = select(active, eightHighs, firstHigh);
-            unordered = unordered | ~(low < high);
-            first = minimum(low, first);
-            last = maximum(high, last);
+    // Gives the lowest cost, to be reduced.
+    Float8 look(const FewBounds<most> &refs, Float8 m, Float8 M, Float8 w) {
+        Float8 lowest = broadcast<8>(FLT_MAX);
+        const auto keep = [&](int32_t block, const KDEightPlanes &eight) {
+            planes[block] = eight;
+            costs[block] = fused(toFloat(eight.below), eight.x - m + w, toFloat(eight.above) * (M - eight.x + w));
+            lowest = minimum(costs[block], lowest);
+        };
+        const Int8 none = broadcast<8>(0);
+        const bool inRegister = FewBounds<most>::inRegister;
+        const Float8 lowEvents = refs.lowEvents(), highEvents = refs.highEvents();
+        blocks = most == 4 ? 1 : most == 8 ? 2 : (refs.count + 7) / 8 * 2;
+        for (int32_t block = 0; block < blocks; block += 2) {
+            KDEightPlanes a, b;
             if constexpr (most == 4) {
-                setPlanes(0, joined(zypr::low(low), zypr::low(high)));
+                a = {joined(refs.lowsAt(0), refs.highsAt(0)), none, none};
             } else {
-                setPlanes(i / 4, low);
-                setPlanes(i / 4 + 1, high);
+                a = {refs.lowsAt(4 * block), none, none};
+                b = {refs.highsAt(4 * block), none, none};
             }
-            if constexpr (padded) {
-                store(paddedLows, select(active, eightLows, broadcast<8>(FLT_MAX)));
-                store(paddedHighs, select(active, eightHighs, broadcast<8>(-FLT_MAX)));
-                lowEvents = paddedLows;
-                highEvents = paddedHighs;
-            }
-        }
-        ordered = none(unordered);
-    }
-
-    void look(Float8 m, Float8 M, Float8 w) {
-        const int32_t events = padded ? most : count;
-        constexpr int32_t step = most == 4 ? 1 : 2;
-        for (int32_t block = 0; block < blocks; block += step) {
-            KDEightPlanes a = planes[block], b = planes[block + step - 1];
-            for (int32_t k = 0; k < events; ++k) {
-                const Float8 low = broadcast<8>(lowEvents[k]), high = broadcast<8>(highEvents[k]);
+            for (int32_t k = 0; k < (inRegister ? most : refs.count); ++k) {
+                const Float8 low = refs.event(lowEvents, refs.lows, k), high = refs.event(highEvents, refs.highs, k);
                 a.count(low, high);
-                if constexpr (step == 2) b.count(low, high);
+                if constexpr (most > 4) b.count(low, high);
             }
-            const auto keep = [&](const KDEightPlanes &eight, int32_t at) {
-                planes[at] = eight;
-                costs[at] = fused(toFloat(eight.below), eight.x - m + w, toFloat(eight.above) * (M - eight.x + w));
-                lowest = at == 0 ? costs[at] : minimum(costs[at], lowest);
-            };
-            keep(a, block);
-            if constexpr (step == 2) keep(b, block + 1);
+            keep(block, a);
+            if constexpr (most > 4) keep(block + 1, b);
         }
+        return lowest;
     }
 
     // The best, given the lowest cost in single precision.
@@ -95,21 +124,21 @@ template <int most> struct FewPlanes {
         }
         return found;
     }
-
-private:
-    void setPlanes(int32_t block, Float8 x) { planes[block] = {x, broadcast<8>(0), broadcast<8>(0)}; }
 };
 
 // What `combine` makes of the lanes of each register, in lanes x, y, z.
-template <class Combine> Float4 reduced(Float8 x, Float8 y, Float8 z, const Combine &combine) {
-    Float4 a = combine(low(x), high(x)), b = combine(low(y), high(y)), c = combine(low(z), high(z)), d = c;
-    _MM_TRANSPOSE4_PS(a.v, b.v, c.v, d.v);
-    return combine(combine(a, b), combine(c, d));
+template <class Combine> Float4 reduced(Float4 x, Float4 y, Float4 z, const Combine &combine) {
+    Float4 w = z;
+    _MM_TRANSPOSE4_PS(x.v, y.v, z.v, w.v);
+    return combine(combine(x, y), combine(z, w));
 }
-Float4 least(Float8 x, Float8 y, Float8 z) {
+template <class Combine> Float4 reduced(Float8 x, Float8 y, Float8 z, const Combine &combine) {
+    return reduced(combine(low(x), high(x)), combine(low(y), high(y)), combine(low(z), high(z)), combine);
+}
+template <int N> Float4 least(Floats<N> x, Floats<N> y, Floats<N> z) {
     return reduced(x, y, z, [](Float4 a, Float4 b) { return minimum(a, b); });
 }
-Float4 greatest(Float8 x, Float8 y, Float8 z) {
+template <int N> Float4 greatest(Floats<N> x, Floats<N> y, Floats<N> z) {
     return reduced(x, y, z, [](Float4 a, Float4 b) { return maximum(a, b); });
 }
 float leastLane(Float4 a) {
@@ -122,27 +151,32 @@ bool findBestSplit(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box,
     const KDNodeBox nodeBox(box);
     // Sizes whose products are ordinary numbers.
     if (!all((nodeBox.extent >= broadcast<4>(0.0f)) & (nodeBox.extent < broadcast<4>(largestExtent)))) return false;
-    FewPlanes<most> axes[3] = {
-        {bounds.low[0], bounds.high[0], count}, {bounds.low[1], bounds.high[1], count}, {bounds.low[2], bounds.high[2], count}};
-    for (int axis = 0; axis < 3; ++axis) {
-        if (nodeBox.evaluates(axis) && !axes[axis].ordered) return false; // planar, or a NaN
+    const FewBounds<most> x{bounds.low[0], bounds.high[0], count}, y{bounds.low[1], bounds.high[1], count},
+        z{bounds.low[2], bounds.high[2], count};
+    if (any(x.unordered | y.unordered | z.unordered)) { // planar, or a NaN
+        if (nodeBox.evaluates(0) && any(x.unordered)) return false;
+        if (nodeBox.evaluates(1) && any(y.unordered)) return false;
+        if (nodeBox.evaluates(2) && any(z.unordered)) return false;
     }
-    const Float4 first = least(axes[0].first, axes[1].first, axes[2].first);
-    const Float4 last = greatest(axes[0].last, axes[1].last, axes[2].last);
+    const Float4 first = least(x.first, y.first, z.first), last = greatest(x.last, y.last, z.last);
     // The box is that of the vertices that were counted, and triangles may use others: lengths can then be negative.
     if ((signBits((first < nodeBox.m) | (last > nodeBox.M)) & 7) != 0) return false;
 
-    const Float4 w = nodeBox.nearW();
-    for (int axis = 0; axis < 3; ++axis)
-        axes[axis].look(broadcast<8>(nodeBox.m.v[axis]), broadcast<8>(nodeBox.M.v[axis]), broadcast<8>(w.v[axis]));
-    const Float4 lowest = least(axes[0].lowest, axes[1].lowest, axes[2].lowest);
-
     // An end of an axis with more than a tenth of the box empty is cut off: the cheaper one if both are.
+    const Float4 w = nodeBox.nearW();
     const Float4 t = nodeBox.extent * broadcast<4>(kdEmptyShare), none = broadcast<4>(FLT_MAX);
     const Mask4 emptyFirst = first - nodeBox.m > t, emptyLast = nodeBox.M - last > t;
+    const unsigned cut = signBits(emptyFirst | emptyLast);
     const Float4 all = broadcast<4>(static_cast<float>(count) * static_cast<float>(kdEmptyDiscount));
     const Float4 cutCosts =
         minimum(select(emptyFirst, all * (nodeBox.M - first + w), none), select(emptyLast, all * (last - nodeBox.m + w), none));
+
+    FewPlanes<most> axes[3];
+    const auto look = [&](int axis, const FewBounds<most> &refs) {
+        if (!refs.inRegister && (!nodeBox.evaluates(axis) || (cut >> axis & 1) != 0)) return broadcast<8>(FLT_MAX);
+        return axes[axis].look(refs, broadcast<8>(nodeBox.m.v[axis]), broadcast<8>(nodeBox.M.v[axis]), broadcast<8>(w.v[axis]));
+    };
+    const Float4 lowest = least(look(0, x), look(1, y), look(2, z));
     const Float4 costs =
         select(nodeBox.evaluated, nodeBox.halfPerimeter * select(emptyFirst | emptyLast, cutCosts, lowest), none);
     const float lowestCost = leastLane(costs);
@@ -158,7 +192,7 @@ bool findBestSplit(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box,
         const KDAxisCost cost = nodeBox.costOf(axis);
         KDBestPlane plane;
         double factor = cost.halfPerimeter;
-        if ((signBits(emptyFirst | emptyLast) >> axis & 1) != 0) {
+        if ((cut >> axis & 1) != 0) {
             factor *= kdEmptyDiscount;
             const float begin = first.v[axis], end = last.v[axis];
             if ((signBits(emptyFirst) >> axis & 1) != 0) plane.offer(count * cost.rightOf(begin), begin, 0, count, 1);

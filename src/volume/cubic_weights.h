@@ -65,16 +65,18 @@ inline constexpr CubicTable catmullRomTable = makeCubicTable(catmullRomKernel);
 inline constexpr CubicTable bcTable = makeCubicTable(bcKernel);
 static_assert(reachesNext(lagrangeTable) && reachesNext(bSplineTable) && reachesNext(catmullRomTable) && reachesNext(bcTable));
 
-inline float cubicWeight(const CubicTable &table, float distance) {
-    const float hundredths = 100.0f * minimum(distance, 2.0f);
-    const int32_t k = truncated(hundredths);
-    return table.value[k] + (hundredths - static_cast<float>(k)) * (table.value[k + 1] - table.value[k]);
-}
-
 // The weights of the taps one below, at, one above and two above a position that lies `fraction` above its voxel.
-inline void cubicWeights(const CubicTable &table, float fraction, float (&weight)[4]) {
-    const float distance[4] = {fraction + 1.0f, fraction, 1.0f - fraction, 2.0f - fraction};
-    for (int tap = 0; tap < 4; ++tap) weight[tap] = cubicWeight(table, floatOf(bitsOf(distance[tap]) & 0x7FFFFFFFu));
+inline Float4 cubicWeights(const CubicTable &table, float fraction) {
+    const Float4 up{_mm_setr_ps(1, 1, -1, -1)}, first{_mm_setr_ps(1, 0, 1, 2)};
+    const Float4 distance = magnitude(fused(up, broadcast<4>(fraction), first)); // the products are exact
+    const Float4 hundredths = broadcast<4>(100.0f) * minimum(distance, broadcast<4>(2.0f));
+    const Int4 k = truncated(hundredths);
+    const auto entries = [&](int32_t further) {
+        const auto at = [&](int tap) { return table.value[k.v[tap] + further]; };
+        return Float4{_mm_setr_ps(at(0), at(1), at(2), at(3))};
+    };
+    const Float4 value = entries(0);
+    return value + (hundredths - toFloat(k)) * (entries(1) - value);
 }
 
 // Transposes the low and the high four lanes of four registers, each by themselves.
@@ -133,9 +135,8 @@ private:
     // Of the bits as numbers without a sign; a negative float's are larger than any other's.
     static Int8 larger(Int8 a, Int8 b) { return {reinterpret_cast<int8Register>(_mm256_max_epu32(raw(a), raw(b)))}; }
     [[gnu::noinline]] void tapByTap(const CubicTable &table, Float8 fraction) {
-        float weight[8][4];
-        for (int lane = 0; lane < 8; ++lane) cubicWeights(table, fraction.v[lane], weight[lane]);
-        for (int i = 0; i < 4; ++i) ofPair[i] = joined(load<4>(weight[i]), load<4>(weight[i + 4]));
+        for (int i = 0; i < 4; ++i)
+            ofPair[i] = joined(cubicWeights(table, fraction.v[i]), cubicWeights(table, fraction.v[i + 4]));
     }
 };
 

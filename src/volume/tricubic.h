@@ -6,30 +6,38 @@
 
 namespace zypr::sampling {
 
-// Two rows of four voxels, eight lanes.
-inline Float8 loadTwoRows(const float *a, const float *b) { return joined(load<4>(a), load<4>(b)); }
+// A row of four voxels.
+inline Float4 loadRow(const float *row) { return load<4>(row); }
+inline Float4 loadRow(const uint16_t *row) { return {_mm_cvtepi32_ps(_mm_cvtepu16_epi32(_mm_loadu_si64(row)))}; }
+inline Float4 loadRow(const uint8_t *row) { return {_mm_cvtepi32_ps(_mm_cvtepu8_epi32(_mm_loadu_si32(row)))}; }
+
+inline Float4 rowOf(float a, float b, float c, float d) { return {_mm_setr_ps(a, b, c, d)}; }
+inline Float4 rowOf(int32_t a, int32_t b, int32_t c, int32_t d) { return {_mm_cvtepi32_ps(_mm_setr_epi32(a, b, c, d))}; }
+
+// Two rows, eight lanes.
+inline Float8 loadTwoRows(const float *a, const float *b) { return joined(loadRow(a), loadRow(b)); }
 inline Float8 loadTwoRows(const uint16_t *a, const uint16_t *b) {
-    int64_t rows[2];
-    std::memcpy(&rows[0], a, sizeof rows[0]);
-    std::memcpy(&rows[1], b, sizeof rows[1]);
-    return {_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_set_epi64x(rows[1], rows[0])))};
+    const __m128i both =
+        _mm_castps_si128(_mm_loadh_pi(_mm_castsi128_ps(_mm_loadu_si64(a)), reinterpret_cast<const __m64 *>(b)));
+    return {_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(both))};
 }
 inline Float8 loadTwoRows(const uint8_t *a, const uint8_t *b) {
-    int32_t rows[2];
-    std::memcpy(&rows[0], a, sizeof rows[0]);
-    std::memcpy(&rows[1], b, sizeof rows[1]);
-    return {_mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(_mm_insert_epi32(_mm_cvtsi32_si128(rows[0]), rows[1], 1)))};
+    int32_t second;
+    std::memcpy(&second, b, sizeof second);
+    return {_mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(_mm_insert_epi32(_mm_loadu_si32(a), second, 1)))};
 }
 
 // The indices of four taps along an axis. At the region's upper end the last index is repeated; at the lower end only the
 // volume's index 0 is, so a region that starts inside the volume reads one voxel below its origin.
 struct TapIndices {
     TapIndices(int32_t i, int32_t bound) {
-        if (i < 1)
-            index[0] = index[1] = 0, index[2] = 1, index[3] = 2;
-        else
-            index[0] = i - 1, index[1] = i, index[2] = i < bound ? i + 1 : i, index[3] = i < bound - 1 ? i + 2 : index[2];
+        const int32_t last = i < 1 ? 2 : bound;
+        index[0] = i < 1 ? 0 : i - 1;
+        index[1] = i;
+        index[2] = i + 1 < last ? i + 1 : last;
+        index[3] = i + 2 < last ? i + 2 : last;
     }
+    bool areSideBySide() const { return index[3] - index[0] == 3; }
     int32_t operator[](int tap) const { return index[tap]; }
     int32_t index[4];
 };
@@ -118,22 +126,23 @@ template <bool wholeEdges> struct TricubicKernel {
     template <class Sample> int32_t onEdge(const SampledRegion<Sample> &src, const Place &place) const {
         const Place p = clampedTo(src.bounds, place);
         const TapIndices x(p.x, src.bounds.x.high), y(p.y, src.bounds.y.high), z(p.z, src.bounds.z.high);
-        float wx[4], wy[4], wz[4];
-        cubicWeights(table, p.positionX - static_cast<float>(p.x), wx);
-        cubicWeights(table, p.positionY - static_cast<float>(p.y), wy);
-        cubicWeights(table, p.positionZ - static_cast<float>(p.z), wz);
-        const auto all = [](const float(&w)[4], Float4(&each)[4]) {
-            for (int tap = 0; tap < 4; ++tap) each[tap] = broadcast<4>(w[tap]);
+        const Float4 wx = cubicWeights(table, p.positionX - static_cast<float>(p.x));
+        const auto eachTap = [&](float fraction, Float4(&each)[4]) {
+            const Float4 weights = cubicWeights(table, fraction);
+            for (int tap = 0; tap < 4; ++tap) each[tap] = broadcast<4>(weights.v[tap]);
         };
         Float4 eachY[4], eachZ[4];
-        all(wy, eachY);
-        all(wz, eachZ);
-        const Float4 columns = weightedColumns<Float4>({load<4>(wx)}, eachY, eachZ, [&](int plane, int row) {
-            const Sample *const from = src.planes[z[plane]] + y[row] * src.rowStep;
-            if (x[3] - x[0] == 3) return low(loadTwoRows(from + x[0], from + x[0]));
-            const auto at = [&](int tap) { return static_cast<float>(from[x[tap]]); };
-            return Float4{_mm_setr_ps(at(0), at(1), at(2), at(3))};
-        });
+        eachTap(p.positionY - static_cast<float>(p.y), eachY);
+        eachTap(p.positionZ - static_cast<float>(p.z), eachZ);
+        const auto columnsOf = [&](const auto &rowAt) {
+            return weightedColumns<Float4>(
+                {wx}, eachY, eachZ, [&](int plane, int row) { return rowAt(src.planes[z[plane]] + y[row] * src.rowStep); });
+        };
+        const Float4 columns = x.areSideBySide() ? columnsOf([&](const Sample *row) { return loadRow(row + x[0]); })
+                                                 : columnsOf([&](const Sample *row) {
+                                                       const auto at = [&](int tap) { return row[x[tap]]; };
+                                                       return rowOf(at(0), at(1), at(2), at(3));
+                                                   });
         const __m128 pairs = _mm_add_ps(columns.v, _mm_movehl_ps(columns.v, columns.v));
         return edgeResult<Sample, wholeEdges>(_mm_cvtss_f32(_mm_add_ss(pairs, _mm_movehdup_ps(pairs))));
     }

@@ -217,6 +217,7 @@ TYPED_TEST(PlaneWarpOf, AnImageOffTheBoxIsAWarningAndWritesNothing) {
     EXPECT_EQ(w.run({1, 0, 100, 0, 1, 0}, 1), zypStsNoQuadOverlapWrn);
     EXPECT_EQ(w.run({1, 0, 0, 0, 1, -100}, 1), zypStsNoQuadOverlapWrn);
     EXPECT_EQ(w.run({0.1, 0, 2.2, 0, 1, 0}, 1), zypStsNoQuadOverlapWrn) << "between two columns";
+    EXPECT_TRUE(CoreProbe::requests().empty());
     for (const TypeParam sample : w.dst.samples) EXPECT_EQ(sample, 77);
 }
 
@@ -236,7 +237,9 @@ TYPED_TEST(PlaneWarpOf, SmallPlanesLowerLagrangeButNotCatmullRom) {
     const Matrix m = {2.7, 0, 0, 0, 2.6, 0};
     EXPECT_EQ(w.run(m, 2), zypStsNoErr);
     const auto linear = w.dst.samples.values();
+    CoreProbe::reset();
     EXPECT_EQ(w.run(m, 4), zypStsNoErr);
+    EXPECT_EQ(CoreProbe::requests().size(), 1u) << "no row of positions";
     EXPECT_TRUE(equalBits(w.dst.samples.values(), linear));
     EXPECT_EQ(w.run(m, 6), zypStsNoErr);
     EXPECT_FALSE(equalBits(w.dst.samples.values(), linear));
@@ -299,6 +302,11 @@ TYPED_TEST(PlaneWarpOf, NoMemoryForTheRowsIsTheOverlapWarningAndNothingLeaks) {
     CoreProbe::reset();
     EXPECT_EQ(w.run(identity, 4), zypStsNoErr);
     EXPECT_EQ(CoreProbe::requests(), (std::vector<int32_t>{6 * 8, 8 * 8})) << "a pair for each row, two floats for each column";
+    for (const uint32_t mode : {1u, 2u, 6u}) {
+        CoreProbe::reset();
+        EXPECT_EQ(w.run(identity, mode), zypStsNoErr);
+        EXPECT_EQ(CoreProbe::requests(), (std::vector<int32_t>{6 * 8}));
+    }
 }
 
 TYPED_TEST(PlaneWarpOf, WildMatricesTouchNoForeignMemory) {
