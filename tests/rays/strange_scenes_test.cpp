@@ -186,7 +186,13 @@ TEST(StrangeScenes, AHitExactlyWhereACellEndsEndsTheWalk) {
     writer.compactLeaf(pair + 2, {1});
     const TestScene scene({facingTriangle(0.5f), facingTriangle(0.25f), facingTriangle(-9.0f), facingTriangle(9.0f)},
                           writer.words());
-    for (const Query query : nearestQueries) EXPECT_EQ(foundByRay(query, scene), 0);
+    const Bundle oneOctant(4, 4);
+    Bundle twoOctants(4, 4); // a lone ray, a packet of three and whole rows
+    twoOctants.setDirection(5, {-0.001f, 0.0f, 1.0f});
+    for (const Query query : nearestQueries)
+        for (const Bundle *bundle : {&oneOctant, &twoOctants})
+            for (const int misaligned : {-1, 0})
+                EXPECT_TRUE(equalBits(runLibrary(query, *bundle, &scene, 1, misaligned).triangle, std::vector<int32_t>(16, 0)));
 }
 
 TEST(StrangeScenes, BoxesAreMetByQuotientsFromACommonOriginAndByProductsWithInversesFromOwnOrigins) {
