@@ -190,7 +190,7 @@ TEST(StrangeScenes, AHitExactlyWhereACellEndsEndsTheWalk) {
     Bundle twoOctants(4, 4); // a lone ray, a packet of three and whole rows
     twoOctants.setDirection(5, {-0.001f, 0.0f, 1.0f});
     for (const Query query : nearestQueries)
-        for (const Bundle *bundle : {&oneOctant, &twoOctants})
+        for (const Bundle *bundle : {&oneOctant, &std::as_const(twoOctants)})
             for (const int misaligned : {-1, 0})
                 EXPECT_TRUE(equalBits(runLibrary(query, *bundle, &scene, 1, misaligned).triangle, std::vector<int32_t>(16, 0)));
 }

@@ -1,11 +1,10 @@
-// The builder's parts one by one: sorts, polygons, requests for memory, and the split search against the model's.
+// The builder's parts one by one: sorts, polygons, requests for memory, distribution and pools.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
 #include <functional>
-#include <limits>
 
 #include "frame/memory.h"
 #include "scene/builds.h"
@@ -448,94 +447,4 @@ TEST(KDPools, ANodeBlockThatTheLimitForbidsEndsTheBuild) {
         ASSERT_EQ(built.status, zypStsMemLimitErr) << pairs;
     }
     EXPECT_GT(pairs, 40);
-}
-
-TEST(KDSearch, BothFormsFindTheModelsSplit) {
-    Random random(77);
-    for (int trial = 0; trial < 1500; ++trial) {
-        const int32_t count = trial % 3 == 0   ? random.integer(1, 12)
-                              : trial % 3 == 1 ? random.integer(13, 400)
-                                               : random.integer(40, 60);
-        const bool lattice = random.chance(0.5f);
-        const int32_t steps = random.integer(1, 40);
-        const float spread = random.chance(0.5f) ? 1.0f : random.real(0.0f, 0.2f);
-        const auto coordinate = [&] {
-            const float x =
-                lattice ? static_cast<float>(random.integer(0, steps)) / static_cast<float>(steps) : random.real(0.0f, 1.0f);
-            return random.chance(0.02f) ? -0.0f : x;
-        };
-        model::KDBox modelBox{};
-        ZyprBox box{};
-        for (int a = 0; a < 3; ++a) {
-            box.minimum[a] = modelBox.lo[a] = random.chance(0.5f) ? 0.0f : -random.real(0.0f, 0.3f);
-            box.maximum[a] = modelBox.hi[a] = random.chance(0.5f) ? 1.0f : 1.0f + random.real(0.0f, 0.3f);
-        }
-        if (random.chance(0.1f)) box.maximum[1] = modelBox.hi[1] = box.minimum[1];
-        std::array<std::vector<std::pair<float, float>>, 3> intervals;
-        std::vector<GuardedArray<float>> arrays;
-        float *scratch[12];
-        for (int i = 0; i < 12; ++i) {
-            arrays.emplace_back(static_cast<size_t>(count));
-            scratch[i] = arrays.back().data();
-        }
-        const KDBounds bounds(scratch);
-        for (int a = 0; a < 3; ++a) {
-            for (int32_t i = 0; i < count; ++i) {
-                float lo = coordinate(), hi = random.chance(0.1f) ? lo : lo + spread * (coordinate() - lo);
-                if (hi < lo) std::swap(lo, hi);
-                intervals[static_cast<size_t>(a)].emplace_back(lo, hi);
-                bounds.low[a][i] = lo;
-                bounds.high[a][i] = hi;
-            }
-        }
-        const float kappa = model::kdModelKappa(random.real(0.0f, 1.0f));
-        const model::KDSearchResult expected = model::kdModelSearch(modelBox, intervals, kappa);
-        for (const auto search : {kdFindBestSplit, localFindBestSplitSortSearch_MT}) {
-            if (search == localFindBestSplitSortSearch_MT && trial % 10 != 0) continue; // opening teams takes its time
-            ZyprKDSplitResult found{};
-            search(&found, count, box, bounds, kappa);
-            ASSERT_EQ(found.axis, expected.axis) << trial;
-            if (expected.axis < 0) continue;
-            ASSERT_EQ(bits(found.plane), bits(expected.plane)) << trial;
-            ASSERT_EQ(bits(found.cost), bits(expected.cost)) << trial;
-            ASSERT_EQ(found.leftCount, expected.left);
-            ASSERT_EQ(found.rightCount, expected.right);
-            // The side matters where a reference lies in the plane.
-            const std::pair inPlane{expected.plane, expected.plane};
-            const auto &onAxis = intervals[static_cast<size_t>(expected.axis)];
-            if (std::find(onAxis.begin(), onAxis.end(), inPlane) != onAxis.end()) {
-                ASSERT_EQ(found.planarSide, expected.side);
-            }
-        }
-    }
-}
-
-// Cuts of empty space whose costs are a few of the smallest denormal numbers: rounded to those they would compare the other
-// way.
-TEST(KDSearch, TheSmallestCostsAreComparedInFullPrecision) {
-    const float tiny = std::numeric_limits<float>::denorm_min();
-    const ZyprBox box{{-1.0f, -1.6f, 0.0f}, {0.0f, 0.0f, 0.0f}};
-    model::KDBox modelBox{};
-    std::array<std::vector<std::pair<float, float>>, 3> intervals;
-    intervals[0] = {{-tiny, 0.0f}};
-    intervals[1] = {{-2.0f * tiny, 0.0f}};
-    intervals[2] = {{0.0f, 0.0f}};
-    float values[12] = {};
-    float *scratch[12];
-    for (int i = 0; i < 12; ++i) scratch[i] = values + i;
-    const KDBounds bounds(scratch);
-    for (int a = 0; a < 3; ++a) {
-        modelBox.lo[a] = box.minimum[a];
-        modelBox.hi[a] = box.maximum[a];
-        bounds.low[a][0] = intervals[static_cast<size_t>(a)][0].first;
-        bounds.high[a][0] = intervals[static_cast<size_t>(a)][0].second;
-    }
-    const float kappa = model::kdModelKappa(1.0f);
-    const model::KDSearchResult expected = model::kdModelSearch(modelBox, intervals, kappa);
-    ZyprKDSplitResult found{};
-    kdFindBestSplit(&found, 1, box, bounds, kappa);
-    EXPECT_EQ(expected.axis, 0);
-    EXPECT_EQ(found.axis, expected.axis);
-    EXPECT_EQ(bits(found.plane), bits(expected.plane));
-    EXPECT_EQ(bits(found.cost), bits(expected.cost));
 }
