@@ -26,20 +26,17 @@ template <int N> TriangleLanes<N> inAllLanes(const ZyprTriangleAccel &a) {
             broadcast<N>(a.edgeAQ)};
 }
 
-// The records of four triangles, or of eight.
-template <int N> [[gnu::always_inline]] inline TriangleLanes<N> inLanes(const ZyprTriangleAccel *const (&records)[N]) {
+// The records of eight triangles.
+[[gnu::always_inline]] inline TriangleLanes<8> inLanes(const ZyprTriangleAccel *const (&records)[8]) {
     const auto fourWords = [&](int word, int i) { // of record i, and of i + 4 in the upper half
         const auto row = [&](int record) { return load<4>(reinterpret_cast<const float *>(records[record]) + word); };
-        if constexpr (N == 4)
-            return row(i);
-        else
-            return joined(row(i), row(i + 4));
+        return joined(row(i), row(i + 4));
     };
-    Floats<N> low01[3], high01[3], low23[3], high23[3]; // words 0 to 3, 4 to 7 and 6 to 9, of every other record
+    Float8 low01[3], high01[3], low23[3], high23[3]; // words 0 to 3, 4 to 7 and 6 to 9, of every other record
     for (int i = 0; i < 3; ++i) {
         const int word = i < 2 ? 4 * i : 6;
-        const Floats<N> row0 = fourWords(word, 0), row1 = fourWords(word, 1);
-        const Floats<N> row2 = fourWords(word, 2), row3 = fourWords(word, 3);
+        const Float8 row0 = fourWords(word, 0), row1 = fourWords(word, 1);
+        const Float8 row2 = fourWords(word, 2), row3 = fourWords(word, 3);
         low01[i] = unpackedLow(row0, row1);
         high01[i] = unpackedHigh(row0, row1);
         low23[i] = unpackedLow(row2, row3);

@@ -84,7 +84,7 @@ template <int N> struct NearestOfRays {
             const ZyprTriangleAccel *records[8];
             const ptrdiff_t last = triangles.end() - k - 1;
             for (int i = 0; i < 8; ++i) records[i] = accel + k[i < last ? i : last]; // a second test changes nothing
-            const TriangleLanes<8> lanes = inLanes<8>(records);
+            const TriangleLanes<8> lanes = inLanes(records);
             forEachRay([&](int i, int) { ray[i].test(lanes, k, best[i]); });
         }
     }

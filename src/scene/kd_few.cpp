@@ -213,7 +213,7 @@ bool findBestSplit(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box,
 
 bool kdFindBestSplitOfFew(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds,
                           float traversalCost) {
-    const auto find = count <= 4 ? findBestSplit<4> : count <= 8 ? findBestSplit<8> : findBestSplit<kdMostInLanes>;
+    const auto find = count <= 4 ? findBestSplit<4> : count <= 8 ? findBestSplit<8> : findBestSplit<kdMostOfFew>;
     return find(result, count, box, bounds, traversalCost);
 }
 

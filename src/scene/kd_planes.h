@@ -152,9 +152,9 @@ inline int kdCheapestAxis(const double *costs) {
     return costs[2] <= costs[0] ? 2 : 0;
 }
 
-// The search of a node of up to eight references, one in each lane of a register (kd_few.cpp). False if it is of no avail,
+// The search of a node of few references, whose planes all fit a few registers (kd_few.cpp). False if it is of no avail,
 // because a reference lies in a plane, say; the node then needs the search by axes.
-constexpr int32_t kdMostInLanes = 64;
+constexpr int32_t kdMostOfFew = 64;
 bool kdFindBestSplitOfFew(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds,
                           float traversalCost);
 

@@ -58,7 +58,7 @@ double kdLeafCost(const ZyprBox &box, int32_t count) {
 
 void kdFindBestSplit(ZyprKDSplitResult *result, int32_t count, const ZyprBox &box, const KDBounds &bounds,
                      float traversalCost) {
-    if (count <= kdMostInLanes && kdFindBestSplitOfFew(result, count, box, bounds, traversalCost)) return;
+    if (count <= kdMostOfFew && kdFindBestSplitOfFew(result, count, box, bounds, traversalCost)) return;
     NodeSearch search(count, box, bounds, traversalCost);
     for (int axis = 0; axis < 3; ++axis) {
         if (search.nodeBox.evaluates(axis)) search.prepare(axis);
