@@ -44,22 +44,30 @@ template <class SampleType> struct SampledRegion {
 template <class SampleType> struct EvenRegion : SampledRegion<SampleType> {
     using Sample = SampleType;
 
-    uint32_t origin, rowBytes, planeBytes; // what gives distances, modulo 2^32
-    uintptr_t from[2][2];                  // what they are added to, for a voxel and its neighbours: [plane][row]
+    Int4 low, high;       // the bounds of x, y and z; and 1
+    Int4 bytes;           // the distance that each gives, modulo 2^32, with where they begin for the 1
+    uintptr_t from[2][2]; // what distances are added to, for a voxel and its neighbours: [plane][row]
 
     struct Eight {
         Int8 distance;
     };
     Eight eight(const EightPlaces &places) const {
-        const auto all = [](uint32_t a) { return _mm256_set1_epi32(static_cast<int32_t>(a)); };
-        const __m256i z = _mm256_mullo_epi32(raw(places.z), all(planeBytes)),
-                      y = _mm256_mullo_epi32(raw(places.y), all(rowBytes));
-        const __m256i x = _mm256_slli_epi32(raw(places.x), sizeof(Sample) / 2);
-        const __m256i distance = _mm256_add_epi32(_mm256_add_epi32(z, y), _mm256_add_epi32(x, all(origin)));
+        const auto all = [&](int axis) { return _mm256_set1_epi32(bytes.v[axis]); };
+        const __m256i x = _mm256_slli_epi32(raw(places.x), sizeof(Sample) / 2), y = _mm256_mullo_epi32(raw(places.y), all(1)),
+                      z = _mm256_mullo_epi32(raw(places.z), all(2));
+        const __m256i distance = _mm256_add_epi32(_mm256_add_epi32(z, y), _mm256_add_epi32(x, all(3)));
         return {{reinterpret_cast<int8Register>(distance)}};
     }
     const Sample *at(const Eight &eight, int lane, int plane = 0, int row = 0) const {
         return reinterpret_cast<const Sample *>(from[plane][row] + static_cast<uint32_t>(eight.distance.v[lane]));
+    }
+
+    const void *near(Int4 xyz) const {
+        const __m128i inside = _mm_max_epi32(raw(low), _mm_min_epi32(raw(xyz), raw(high)));
+        const __m128i parts = _mm_mullo_epi32(inside, raw(bytes));
+        const __m128i pairs = _mm_add_epi32(parts, _mm_shuffle_epi32(parts, _MM_SHUFFLE(1, 0, 3, 2)));
+        const __m128i all = _mm_add_epi32(pairs, _mm_shuffle_epi32(pairs, _MM_SHUFFLE(2, 3, 0, 1)));
+        return reinterpret_cast<const void *>(from[0][0] + static_cast<uint32_t>(_mm_cvtsi128_si32(all)));
     }
 };
 
@@ -82,10 +90,12 @@ template <class Sample> std::optional<EvenRegion<Sample>> evenRegion(const Sampl
     for (int32_t plane = z.low; plane <= z.high; ++plane)
         if (address(plane) - address(z.low) != static_cast<uint64_t>((plane - z.low) * planeStep)) return {};
 
-    EvenRegion<Sample> even{region, 0, static_cast<uint32_t>(rowStep), static_cast<uint32_t>(planeStep), {}};
-    const auto modulo = [](int32_t a) { return static_cast<uint32_t>(a); };
-    even.origin = static_cast<uint32_t>(below) - modulo(z.low) * even.planeBytes - modulo(y.low) * even.rowBytes -
-                  modulo(x.low) * uint32_t{sizeof(Sample)};
+    EvenRegion<Sample> even{region, {{x.low, y.low, z.low, 1}}, {{x.high, y.high, z.high, 1}}, {}, {}};
+    const auto modulo = [](int64_t a) { return static_cast<uint32_t>(a); };
+    const uint32_t origin = modulo(static_cast<int64_t>(below)) - modulo(z.low) * modulo(planeStep) -
+                            modulo(y.low) * modulo(rowStep) - modulo(x.low) * modulo(sizeof(Sample));
+    const uint32_t bytes[4] = {sizeof(Sample), modulo(rowStep), modulo(planeStep), origin};
+    std::memcpy(&even.bytes, bytes, sizeof bytes);
     for (int plane = 0; plane < 2; ++plane)
         for (int row = 0; row < 2; ++row)
             even.from[plane][row] = address(z.low) + static_cast<uintptr_t>(y.low * rowStep) + x.low * sizeof(Sample) - below +

@@ -47,6 +47,10 @@ template <class Sample> void expectSameAddresses(const Layout &layout) {
         };
         for (int lane = 0; lane < 8; ++lane)
             places.x.v[lane] = any(layout.x), places.y.v[lane] = any(layout.y), places.z.v[lane] = any(layout.z);
+        Int4 anywhere{};
+        for (int axis = 0; axis < 3; ++axis)
+            anywhere.v[axis] = random.chance(0.5f) ? static_cast<int32_t>(random.word()) : random.integer(-3, 12);
+        ASSERT_EQ(even->near(anywhere), planes.region.near(anywhere));
         const auto byTable = planes.region.eight(places);
         const auto byDistance = even->eight(places);
         for (int lane = 0; lane < 8; ++lane) {
