@@ -28,6 +28,25 @@ template <class SampleType> struct SampledRegion {
         return (planes + plane)[static_cast<uint32_t>(eight.plane.v[lane])] + eight.inPlane[lane] + row * rowStep;
     }
 
+    // Eight blocks of voxels, each from the neighbour before the voxel along every axis.
+    struct EightBlocks {
+        LanesInMemory<int64_t> inPlane;
+        LanesInMemory<int32_t> plane;
+    };
+    EightBlocks blocks(const EightPlaces &places) const {
+        const Int8 one = broadcast<8>(1);
+        EightBlocks eight;
+        eight.inPlane.store(EightOffsets(places.x - one, places.y - one, rowStep));
+        eight.plane.store(places.z);
+        return eight;
+    }
+    // The rows of one of them.
+    auto rowsOf(const EightBlocks &eight, int lane) const {
+        return [first = planes + eight.plane[lane] - 1, inPlane = eight.inPlane[lane], this](int plane, int row) {
+            return first[plane] + inPlane + row * rowStep;
+        };
+    }
+
     // The address of the region's voxel that is nearest to this one; the volume may end before it, or have no such plane.
     const void *near(Int4 xyz) const {
         const __m128i low = _mm_setr_epi32(bounds.x.low, bounds.y.low, bounds.z.low, 0);
@@ -68,6 +87,27 @@ template <class SampleType> struct EvenRegion : SampledRegion<SampleType> {
         const __m128i pairs = _mm_add_epi32(parts, _mm_shuffle_epi32(parts, _MM_SHUFFLE(1, 0, 3, 2)));
         const __m128i all = _mm_add_epi32(pairs, _mm_shuffle_epi32(pairs, _MM_SHUFFLE(2, 3, 0, 1)));
         return reinterpret_cast<const void *>(from[0][0] + static_cast<uint32_t>(_mm_cvtsi128_si32(all)));
+    }
+
+    using EightBlocks = LanesInMemory<uint32_t>;
+    EightBlocks blocks(const EightPlaces &places) const {
+        EightBlocks distance;
+        distance.store(eight(places));
+        return distance;
+    }
+    auto rowsOf(const EightBlocks &distance, int lane) const {
+        const uintptr_t planeStep = from[1][0] - from[0][0], rowStepInBytes = from[0][1] - from[0][0];
+        const uintptr_t first = from[0][0] - planeStep - rowStepInBytes - sizeof(Sample) + distance[lane];
+        return [=](int plane, int row) {
+            return reinterpret_cast<const Sample *>(first + static_cast<uintptr_t>(plane) * planeStep +
+                                                    static_cast<uintptr_t>(row) * rowStepInBytes);
+        };
+    }
+    // Whether the plane below the region, where blocks may begin, lies there too.
+    bool goesOnBelow() const {
+        const auto address = [&](int32_t z) { return reinterpret_cast<uintptr_t>(this->planes[z]); };
+        const int32_t z = this->bounds.z.low;
+        return z == 0 || address(z) - address(z - 1) == from[1][0] - from[0][0];
     }
 };
 

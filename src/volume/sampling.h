@@ -101,17 +101,19 @@ void sampleRow(const Region &source, const Kernel &kernel, Row row, typename Reg
 // Calls run(kernel, region) with the kernel of the mode, which must be lowered already, and the region in a form that it reads.
 template <bool wholeEdges, class Sample, class Run>
 void withKernel(ZyprInterpolation mode, const SampledRegion<Sample> &region, const Run &run) {
-    const auto runEven = [&](const auto &kernel) {
-        const auto even = evenRegion(region);
-        even ? run(kernel, *even) : run(kernel, region);
+    const auto even = evenRegion(region);
+    const auto runEven = [&](const auto &kernel) { even ? run(kernel, *even) : run(kernel, region); };
+    const auto runCubic = [&](const CubicTable &table) {
+        const TricubicKernel<wholeEdges> kernel{table};
+        even && even->goesOnBelow() ? run(kernel, *even) : run(kernel, region);
     };
     switch (mode) {
     case zyprInterNearest: return runEven(NearestKernel{});
     case zyprInterLinear: return runEven(TrilinearKernel{});
-    case zyprInterCubicLagrange: return run(TricubicKernel<wholeEdges>{lagrangeTable}, region);
-    case zyprInterCubicBSpline: return run(TricubicKernel<wholeEdges>{bSplineTable}, region);
-    case zyprInterCubicCatmullRom: return run(TricubicKernel<wholeEdges>{catmullRomTable}, region);
-    default: return run(TricubicKernel<wholeEdges>{bcTable}, region);
+    case zyprInterCubicLagrange: return runCubic(lagrangeTable);
+    case zyprInterCubicBSpline: return runCubic(bSplineTable);
+    case zyprInterCubicCatmullRom: return runCubic(catmullRomTable);
+    default: return runCubic(bcTable);
     }
 }
 

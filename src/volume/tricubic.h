@@ -89,12 +89,9 @@ template <bool wholeEdges> struct TricubicKernel {
 
     template <class Positions> EightPlaces places(const Positions &positions) const { return positions.truncated(); }
 
-    template <class Sample> Int8 inner(const SampledRegion<Sample> &src, const EightPlaces &places) const {
-        LanesInMemory<int64_t> offset;
-        LanesInMemory<int32_t> plane;
-        const Int8 one = broadcast<8>(1);
-        offset.store(EightOffsets(places.x - one, places.y - one, src.rowStep));
-        plane.store(places.z);
+    template <class Region> Int8 inner(const Region &src, const EightPlaces &places) const {
+        using Sample = typename Region::Sample;
+        const auto blocks = src.blocks(places);
         const EightCubicWeights wx(table, places.positionX - toFloat(places.x));
         const EightCubicWeights wy(table, places.positionY - toFloat(places.y));
         const EightCubicWeights wz(table, places.positionZ - toFloat(places.z));
@@ -110,11 +107,9 @@ template <bool wholeEdges> struct TricubicKernel {
             Float8 eachY[4], eachZ[4];
             eachTap(wy.ofPair[i], eachY);
             eachTap(wz.ofPair[i], eachZ);
-            const Sample *const *const a = src.planes + plane[i] - 1, *const *const b = src.planes + plane[i + 4] - 1;
-            const ptrdiff_t fromA = offset[i], fromB = offset[i + 4];
-            columns[i] = weightedColumns<Float8>({wx.ofPair[i]}, eachY, eachZ, [&](int k, int row) {
-                return loadTwoRows(a[k] + fromA + row * src.rowStep, b[k] + fromB + row * src.rowStep);
-            });
+            const auto a = src.rowsOf(blocks, i), b = src.rowsOf(blocks, i + 4);
+            columns[i] = weightedColumns<Float8>({wx.ofPair[i]}, eachY, eachZ,
+                                                 [&](int plane, int row) { return loadTwoRows(a(plane, row), b(plane, row)); });
         }
         const Float8 sum = sumsOfHalves(columns);
         if constexpr (std::is_same_v<Sample, float>)

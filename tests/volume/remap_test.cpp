@@ -223,6 +223,42 @@ TYPED_TEST(RemapOf, ThreadsAreAskedForOnlyFromSixteenInEveryDirection) {
     }
 }
 
+TYPED_TEST(RemapOf, PlanesAtEvenStepsGiveWhatScatteredOnesDoAlsoBelowTheRegion) {
+    Random random(19);
+    Remap<TypeParam> r(randomVolume<TypeParam>(random, {12, 11, 10}), {40, 9, 8});
+    r.x.fill([&](int, int, int) { return random.real(0, 12); });
+    r.y.fill([&](int, int, int) { return random.real(0, 11); });
+    r.z.fill([&](int, int, int) { return random.real(2, 10); });
+    const size_t planeSize = 12 * 11 + 5;
+    std::vector<TypeParam> even;
+    const std::vector<TypeParam *> scattered = r.src.entries();
+    const auto placePlanes = [&](bool descending, bool scatteredBelow) {
+        even.assign(planeSize * 11, 1);
+        for (size_t z = 0; z < 10; ++z) {
+            TypeParam *const plane = even.data() + planeSize * (descending ? 10 - z : z);
+            const bool isHere = !scatteredBelow || z >= 3;
+            if (isHere) std::copy_n(scattered[z], 12 * 11, plane);
+            r.src.entries()[z] = isHere ? plane : scattered[z];
+        }
+    };
+    for (const int32_t mode : allModes) {
+        const auto run = [&] {
+            r.region = {1, 1, 3, 10, 9, 6};
+            r.dst.fill([](int, int, int) { return 77; });
+            EXPECT_EQ(r.run(mode), zypStsNoErr);
+            return r.dst.values();
+        };
+        r.src.entries() = scattered;
+        const auto expected = run();
+        for (const bool descending : {false, true}) {
+            for (const bool scatteredBelow : {false, true}) {
+                placePlanes(descending, scatteredBelow);
+                EXPECT_TRUE(equalBits(run(), expected)) << "mode " << mode << ", " << descending << scatteredBelow;
+            }
+        }
+    }
+}
+
 TYPED_TEST(RemapOf, NearestRoundsHalvesToEven) {
     Random random(1);
     Remap<TypeParam> r(randomVolume<TypeParam>(random, {8, 8, 8}), {1, 1, 1});

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <vector>
 
@@ -83,6 +84,44 @@ TEST(EvenRegion, DistancesLeadToTheAddressesOfTheTable) {
         expectSameAddresses<uint8_t>(layout);
         expectSameAddresses<float>(layout);
     }
+}
+
+template <class Sample> void expectSameBlocks(const Layout &layout) {
+    const Planes<Sample> planes(layout);
+    const auto even = evenRegion(planes.region);
+    ASSERT_TRUE(even.has_value() && even->goesOnBelow());
+    Random random(2);
+    for (int round = 0; round < 50; ++round) {
+        EightPlaces places{};
+        for (int lane = 0; lane < 8; ++lane) {
+            places.x.v[lane] = random.integer(layout.x.low, layout.x.high);
+            places.y.v[lane] = random.integer(layout.y.low, layout.y.high);
+            places.z.v[lane] = random.integer(std::max(layout.z.low, 1), layout.z.high - 2);
+        }
+        const auto byTable = planes.region.blocks(places);
+        const auto byDistance = even->blocks(places);
+        for (int lane = 0; lane < 8; ++lane)
+            for (int plane = 0; plane < 4; ++plane)
+                for (int row = 0; row < 4; ++row)
+                    ASSERT_EQ(even->rowsOf(byDistance, lane)(plane, row), planes.region.rowsOf(byTable, lane)(plane, row));
+    }
+}
+
+TEST(EvenRegion, BlocksBeginWhereTheTableSaysInPlanesBelowTheRegionToo) {
+    for (const Layout &layout : evenLayouts) {
+        if (layout.z.high - layout.z.low < 3) continue;
+        SCOPED_TRACE(layout.planeStep);
+        expectSameBlocks<uint8_t>(layout);
+        expectSameBlocks<float>(layout);
+    }
+}
+
+TEST(EvenRegion, KnowsWhetherThePlaneBelowLiesAtTheSameStep) {
+    Planes<uint16_t> planes({5000, 100, {0, 99}, {0, 9}, {2, 6}});
+    planes.table[0] += 3;
+    EXPECT_TRUE(evenRegion(planes.region)->goesOnBelow());
+    planes.table[1] += 3;
+    EXPECT_FALSE(evenRegion(planes.region)->goesOnBelow());
 }
 
 TEST(EvenRegion, OnlyPlanesOfTheRegionMustBeEven) {
