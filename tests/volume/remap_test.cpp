@@ -436,6 +436,14 @@ TEST_F(Remap8u, AHalfGoesToEvenInsideAndUpOnTheEdge) {
     EXPECT_EQ(r.at(6, 3.5f, 0, 3), 255);
 }
 
+TEST_F(Remap8u, EdgeVoxelsAreRoundedInDoubleWithABiasAboveAHalf) {
+    Remap<uint8_t> r(PlaneArray<uint8_t>({8, 8, 8}), {1, 1, 1});
+    r.src.fill([](int x, int, int) { return x == 1 ? 3 : 0; });
+    EXPECT_EQ(r.at(6, 0.198797509f, 3, 3), 1) << "0.49999994 and 0.5000001 are more than 1";
+    r.src.fill([](int x, int, int) { return x == 1 ? 8 : 0; });
+    EXPECT_EQ(r.at(6, 0.217110962f, 3, 3), 1) << "1.49999988 and 0.5000001 are 2 as floats only";
+}
+
 TEST_F(Remap32f, EdgeVoxelsOfCubicModesComeOutAsWholeNumbersAndInteriorOnesDoNot) {
     PlaneArray<float> src({8, 8, 8});
     src.fill([](int, int, int) { return 0.75f; });
