@@ -84,6 +84,15 @@ TEST(ResizeAxis, MapsInOneStep) {
     EXPECT_EQ((ResizeAxis{0.1, 5 - rounded, 10}.nearest(1000000003)), 4);
 }
 
+TEST(FixedFraction, TakesTheNextStepFromATenMillionthBelowItOn) {
+    for (const double n : {1.0, 100.0, 16383.0}) {
+        EXPECT_EQ(zypr::fixedFraction((n - 0.5e-7) / 16384), n);
+        EXPECT_EQ(zypr::fixedFraction((n - 2e-7) / 16384), n - 1);
+    }
+    EXPECT_EQ(zypr::fixedFraction(0.0), 0);
+    EXPECT_EQ(zypr::fixedFraction(std::nextafter(1.0, 0.0)), 16384);
+}
+
 TEST(CubicWeights, AreFusedWhereTheyComeNearZero) {
     for (const ZyprInterpolation mode :
          {zyprInterCubicLagrange, zyprInterCubicBSpline, zyprInterCubicCatmullRom, zyprInterCubicBC})
