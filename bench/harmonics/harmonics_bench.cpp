@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "harmonics/direct_bands.h"
@@ -67,18 +68,18 @@ SCALAR void scalarRecurrence(const Points &points, int order, const ZyprSHState 
     }
 }
 
-struct StoreRounded {
-    float *block;
-    [[gnu::always_inline]] void operator()(int index, double value) const { block[index] = static_cast<float>(value); }
-};
+template <int l, int... i>
+[[gnu::always_inline]] inline void storeScalarBand(const zypr::harmonics::DirectBands<double> &bands, float *middle,
+                                                   std::integer_sequence<int, i...>) {
+    ((middle[i] = static_cast<float>(bands.function<l, i>()), middle[-i] = static_cast<float>(bands.function<l, -i>())), ...);
+}
 
 template <int l>
-[[gnu::always_inline]] inline void scalarBandsFrom(zypr::harmonics::DirectBands<double> &bands, int order,
-                                                   const StoreRounded &store) {
+[[gnu::always_inline]] inline void scalarBandsFrom(zypr::harmonics::DirectBands<double> &bands, int order, float *block) {
     bands.advance<l>();
-    bands.values<l>(StoreRounded{store.block + l * l + l});
+    storeScalarBand<l>(bands, block + l * l + l, std::make_integer_sequence<int, l + 1>{});
     if constexpr (l < 15) {
-        if (order > l) scalarBandsFrom<l + 1>(bands, order, store);
+        if (order > l) scalarBandsFrom<l + 1>(bands, order, block);
     }
 }
 
@@ -87,7 +88,7 @@ SCALAR void unrolledDirect(const Points &points, int order, const ZyprSHState &,
         const auto at = static_cast<size_t>(i);
         const float x = points.x[at], y = points.y[at], z = points.z[at];
         zypr::harmonics::DirectBands<double> bands({x, y, z, x * x, y * y, z * z});
-        scalarBandsFrom<0>(bands, order, StoreRounded{destination + static_cast<int64_t>(i) * model::functionCount(order)});
+        scalarBandsFrom<0>(bands, order, destination + static_cast<int64_t>(i) * model::functionCount(order));
     }
 }
 

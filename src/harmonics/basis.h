@@ -28,20 +28,6 @@ inline PointGroup firstGroup(const float *x, const float *y, const float *z, int
     return {load(x, lanes), load(y, lanes), load(z, lanes), remaining};
 }
 
-// The cache lines of blocks to come, fetched while a group is computed. The processor's own prefetching doesn't follow the rows
-// in which blocks are stored.
-struct LinesAhead {
-    const float *next = nullptr; // null: nothing is fetched
-
-    // As many lines as the eight values of each function of band l take: from 0 to the order, those of whole blocks.
-    void fetchForBand(int32_t l) {
-        if (next == nullptr) return;
-        const int32_t lines = l == 0 ? 1 : l + l % 2;
-        for (int32_t i = 0; i < lines; ++i) prefetch(next + 16 * i);
-        next += 16 * lines;
-    }
-};
-
 // The values of `functions` basis functions at a group. They are padded with rows of zeros to a multiple of eight.
 struct alignas(32) BasisGroup {
     explicit BasisGroup(int32_t functions) {
@@ -71,18 +57,19 @@ inline FourRows transposed(const BasisGroup &basis, int32_t k, int32_t point) {
 
 // The evaluators, at the group's first `count` points; what the other lanes hold is open. `order` and `band` are at most
 // highestOrder. The coordinates come by value, in registers: it shows at low orders.
-void evaluateDirect(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t order, BasisGroup &basis, LinesAhead ahead);
+void evaluateDirect(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t order, BasisGroup &basis);
 void evaluateDirectBand(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t band, BasisGroup &basis); // functions 0 to 2 band
-void evaluateRecurrence(Float8 x, Float8 y, Float8 z, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
-                        LinesAhead ahead);
+void evaluateRecurrence(Float8 x, Float8 y, Float8 z, uint32_t order, const ZyprSHState &state, BasisGroup &basis);
+
+// The same of order 1 and above, straight to eight blocks, while as many lines from `ahead` on are fetched.
+void evaluateDirectBlocks(Float8 x, Float8 y, Float8 z, uint32_t order, float *blocks, const float *ahead);
 
 // By the state's own evaluator.
-inline void evaluate(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
-                     LinesAhead ahead = {}) {
+inline void evaluate(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis) {
     if (state.type == zyprSHRecurrence)
-        evaluateRecurrence(points.x, points.y, points.z, order, state, basis, ahead);
+        evaluateRecurrence(points.x, points.y, points.z, order, state, basis);
     else
-        evaluateDirect(points.x, points.y, points.z, points.count, order, basis, ahead);
+        evaluateDirect(points.x, points.y, points.z, points.count, order, basis);
 }
 
 } // namespace zypr::harmonics

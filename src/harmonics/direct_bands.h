@@ -49,23 +49,18 @@ public:
         }
     }
 
-    // The functions of the band reached, as output(m, Y(l, m)).
-    template <int l, class Output> [[gnu::always_inline]] void values(const Output &output) const {
-        output(0, zonal<l, 0>());
-        pairs<l>(output, std::make_integer_sequence<int, l>{});
+    // Y(l, m), of the band reached. Functions of equal |m| have a factor in common, which compilers form once where they are
+    // near to each other.
+    template <int l, int m> [[gnu::always_inline]] Real function() const {
+        if constexpr (m == 0)
+            return zonal<l, 0>();
+        else if constexpr (m > 0)
+            return zonal<l, m>() * cosine[m];
+        else
+            return zonal<l, -m>() * sine[-m];
     }
 
 private:
-    template <int l, class Output, int... m>
-    [[gnu::always_inline]] void pairs(const Output &output, std::integer_sequence<int, m...>) const {
-        (pair<l, m + 1>(output), ...);
-    }
-    template <int l, int m, class Output> [[gnu::always_inline]] void pair(const Output &output) const {
-        const Real factor = zonal<l, m>();
-        output(m, factor * cosine[m]);
-        output(-m, factor * sine[m]);
-    }
-
     template <int l, int k> [[gnu::always_inline]] Real zonal() const {
         static constexpr ZonalPolynomial polynomial = zonalPolynomial(l, k);
         Real value = constant<Real>(polynomial.coefficient[polynomial.degree]);

@@ -38,28 +38,24 @@ struct Recurrence {
         pairs<l>(std::make_integer_sequence<int, l - 1>{});
     }
 
-    template <int l> [[gnu::always_inline]] void bandsFrom(int order, LinesAhead &ahead) const {
+    template <int l> [[gnu::always_inline]] void bandsFrom(int order) const {
         band<l>();
-        ahead.fetchForBand(l);
         if constexpr (l < static_cast<int>(highestOrder)) {
-            if (order > l) bandsFrom<l + 1>(order, ahead);
+            if (order > l) bandsFrom<l + 1>(order);
         }
     }
 };
 
 } // namespace
 
-void evaluateRecurrence(Float8 x, Float8 y, Float8 z, uint32_t order, const ZyprSHState &state, BasisGroup &basis,
-                        LinesAhead ahead) {
+void evaluateRecurrence(Float8 x, Float8 y, Float8 z, uint32_t order, const ZyprSHState &state, BasisGroup &basis) {
     const Recurrence step{x, y, z, state.tableA, state.tableB, basis};
     store(basis.values[0], broadcast<8>(step.tableA[0]));
     if (order == 0) return;
     store(basis.values[1], y * broadcast<8>(step.tableA[2]));
     store(basis.values[2], z * broadcast<8>(step.tableA[1]));
     store(basis.values[3], x * broadcast<8>(step.tableA[2]));
-    ahead.fetchForBand(0);
-    ahead.fetchForBand(1);
-    if (order > 1) step.bandsFrom<2>(static_cast<int>(order), ahead);
+    if (order > 1) step.bandsFrom<2>(static_cast<int>(order));
 }
 
 } // namespace zypr::harmonics

@@ -99,7 +99,8 @@ inline void storeStreaming(float *p, Float4 a) { _mm_stream_ps(p, a.v); }
 inline void storeStreaming(float *p, Float8 a) { _mm256_stream_ps(p, a.v); }
 inline void fenceStores() { _mm_sfence(); }
 
-inline void prefetch(const void *p) { _mm_prefetch(static_cast<const char *>(p), _MM_HINT_T0); }
+// Always inlined: compilers drop calls of functions that do nothing but this.
+[[gnu::always_inline]] inline void prefetch(const void *p) { _mm_prefetch(static_cast<const char *>(p), _MM_HINT_T0); }
 
 inline float lane0(Float4 a) { return _mm_cvtss_f32(a.v); }
 // Every lane becomes the one that the two low bits of `lane` name in its place, among the four of its half.

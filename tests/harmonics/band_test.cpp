@@ -64,3 +64,20 @@ TEST(SHBand, IsTheBandOfADirectBlockAtEveryCount) {
         }
     }
 }
+
+TEST(SHBand, OutputsThatOutgrowTheNearCachesAreNoDifferent) {
+    for (const uint32_t band : {0u, 1u, 6u, 15u}) {
+        const size_t width = 2 * band + 1;
+        const PointArrays points = pointsOnSphere(150000 / width + 3, band);
+        GuardedArray<float> destination(points.size() * width, 4 * band);
+        ASSERT_EQ(zyprSHBand_32f(points.x.data(), points.y.data(), points.z.data(), static_cast<int32_t>(points.size()),
+                                 destination.data(), band),
+                  zypStsNoErr);
+        std::vector<float> expected(width);
+        for (size_t i = 0; i < points.size(); ++i) {
+            zyprSHBand_32f(&points.x[i], &points.y[i], &points.z[i], 1, expected.data(), band);
+            ASSERT_TRUE(equalBits(std::span(destination.data() + i * width, width), expected)) << i;
+        }
+        ASSERT_TRUE(destination.surroundingsIntact());
+    }
+}
