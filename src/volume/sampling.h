@@ -40,10 +40,11 @@ template <class Region, class Kernel> Int8 sampled(const Region &src, const Kern
         return kernel.inner(src, places);
 }
 
-// Eight voxels of which some are outside, on an edge, or past the row's end. `row` stands before them.
+// Eight voxels of which some are outside, on an edge, or past the row's end. `start` stands before them.
 template <class Region, class Kernel, class Row, class Lanes>
-[[gnu::noinline]] void sampleSome(const Region &src, const Kernel &kernel, Row row, ptrdiff_t i, Lanes lanes,
+[[gnu::noinline]] void sampleSome(const Region &src, const Kernel &kernel, const Row &start, ptrdiff_t i, Lanes lanes,
                                   typename Region::Sample *dst) {
+    Row row = start;
     const auto positions = row.next(i, lanes);
     const Gate gate = positions.gate(src.bounds);
     const Mask8 counting = lanes.among(gate.counting), inner = counting & gate.inner;
@@ -64,8 +65,9 @@ template <class Region, class Kernel, class Row, class Lanes>
 
 // Voxels whose position is outside the region, or not a number, keep their value.
 template <class Region, class Kernel, class Row>
-void sampleRow(const Region &source, const Kernel &kernel, Row row, typename Region::Sample *dst, int32_t width) {
+void sampleRow(const Region &source, const Kernel &kernel, const Row &start, typename Region::Sample *dst, int32_t width) {
     const Region src = source; // no store to dst can change this one
+    Row row = start;
     const auto eachGroup = [&](ptrdiff_t begin, ptrdiff_t end, const auto &sampleInner) {
         forGroups(begin, end, [&](ptrdiff_t i, auto lanes) {
             constexpr ptrdiff_t halfLine = 32 / sizeof(typename Region::Sample);
@@ -76,7 +78,7 @@ void sampleRow(const Region &source, const Kernel &kernel, Row row, typename Reg
             if (isWhole && positions.allInner(src.bounds))
                 sampleInner(i, kernel.places(positions));
             else if (!positions.allOutside(src.bounds))
-                sampleSome(source, kernel, before, i, lanes, dst);
+                sampleSome(source, kernel, Row(before), i, lanes, dst); // a copy, so that the others stay in registers
         });
     };
     if constexpr (prepares<Region, Kernel>) {
