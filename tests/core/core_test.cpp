@@ -1,8 +1,12 @@
+#include <cpuid.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
+#include <string>
 #include <thread>
 
 #include "zypcore.h"
@@ -57,6 +61,27 @@ TEST(MaxCacheSize, IsPositiveOrReportedAsUnknownWithNothingStored) {
         EXPECT_GE(size, 16 * 1024);
     else
         EXPECT_EQ(size, -77);
+}
+
+// The kernel lists the caches of a processor one by one.
+TEST(MaxCacheSize, IsThatOfTheLargestCacheWhichTheKernelLists) {
+    const auto describesCaches = [](unsigned leaf) {
+        unsigned a = 0, b, c, d;
+        return __get_cpuid_count(leaf, 0, &a, &b, &c, &d) && (a & 31) != 0;
+    };
+    if (!describesCaches(4) && !describesCaches(0x8000001D)) GTEST_SKIP() << "a processor that tells nothing of its caches";
+    int64_t largest = 0;
+    for (int i = 0; i < 8; ++i) {
+        const std::string cache = "/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i);
+        std::string type;
+        std::ifstream(cache + "/type") >> type;
+        int64_t kibibytes = 0;
+        if (std::ifstream(cache + "/size") >> kibibytes && type != "Instruction") largest = std::max(largest, kibibytes << 10);
+    }
+    if (largest == 0) GTEST_SKIP() << "no list of caches";
+    int32_t size = 0;
+    ASSERT_EQ(zypGetMaxCacheSizeB(&size), 0);
+    EXPECT_EQ(size, largest);
 }
 
 TEST(MaxCacheSize, RefusesNull) { EXPECT_LT(zypGetMaxCacheSizeB(nullptr), 0); }
