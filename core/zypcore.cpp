@@ -3,12 +3,13 @@
 
 #include "zypcore.h"
 
-#include <cpuid.h>
 #include <sched.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <atomic>
+
+#include "processor_caches.h"
 
 namespace {
 
@@ -21,27 +22,6 @@ int32_t availableProcessors() {
     if (sched_getaffinity(0, sizeof processors, &processors) == 0) return CPU_COUNT(&processors);
     const long online = sysconf(_SC_NPROCESSORS_ONLN); // a machine with more processors than cpu_set_t holds
     return online < 1 ? 1 : static_cast<int32_t>(online);
-}
-
-// The largest data cache that a leaf of cache parameters tells of, one cache in each subleaf; 0 where there is no such leaf.
-int64_t largestCacheOf(unsigned leaf) {
-    int64_t largest = 0;
-    unsigned a, b, c, d;
-    for (unsigned cache = 0; cache < 16 && __get_cpuid_count(leaf, cache, &a, &b, &c, &d); ++cache) {
-        const unsigned type = a & 31; // 0: no more caches, 2: instructions only
-        if (type == 0) break;
-        const int64_t ways = (b >> 22) + 1, partitions = (b >> 12 & 1023) + 1, line = (b & 4095) + 1, sets = int64_t{c} + 1;
-        const int64_t bytes = ways * partitions * line * sets;
-        if (type != 2 && bytes > largest) largest = bytes;
-    }
-    return largest;
-}
-
-// The processor's own word: the system's total may count caches that this processor has no part in.
-int64_t largestCache() {
-    unsigned a, b, c = 0, d;
-    const bool hasExtendedTopology = __get_cpuid(0x80000001, &a, &b, &c, &d) && (c >> 22 & 1) != 0;
-    return largestCacheOf(hasExtendedTopology ? 0x8000001D : 4);
 }
 
 } // namespace
@@ -65,7 +45,7 @@ int32_t zypGetNumThreads(void) { return ownGetNumThreads(); }
 
 int32_t zypGetMaxCacheSizeB(int32_t *size) {
     if (size == nullptr) return -1;
-    int64_t largest = largestCache();
+    int64_t largest = zypr::largestCache();
     for (const int level : {_SC_LEVEL3_CACHE_SIZE, _SC_LEVEL2_CACHE_SIZE}) {
         if (largest < 1) largest = sysconf(level);
     }

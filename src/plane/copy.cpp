@@ -7,6 +7,7 @@
 
 #include <cstring>
 
+#include "processor_caches.h"
 #include "zypcore.h"
 
 namespace zypr {
@@ -158,7 +159,8 @@ bool largeCopyStreams(const PlaneBytes &plane) {
 
 bool probedCopyStreams(const PlaneBytes &plane) {
     if (plane.rowBytes < 64 || plane.total() < 1 << 20) return false;
-    const int64_t cacheSize = describedCacheSize(readCacheDescriptors());
+    const int64_t described = describedCacheSize(readCacheDescriptors());
+    const int64_t cacheSize = described != 0 ? described : largestCache(); // processors of today tell it elsewhere
     return cacheSize != 0 && plane.total() >= cacheSize / 2;
 }
 

@@ -47,8 +47,7 @@ CopyEngine copyEngine(int32_t sampleBytes, int32_t width);
 // Whether planeCopyLarge streams; it asks the core library only when the size alone does not decide.
 bool largeCopyStreams(const PlaneBytes &plane);
 
-// Whether planeCopyProbed streams; it probes the processor, on every call, only from 1 MiB on. Processors that publish no cache
-// descriptors never stream.
+// Whether planeCopyProbed streams; it probes the processor, on every call, only from 1 MiB on.
 bool probedCopyStreams(const PlaneBytes &plane);
 
 // What the CPUID instruction tells about caches: the vendor's words of leaf 0, and the registers of leaf 2 where they are
