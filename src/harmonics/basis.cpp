@@ -12,6 +12,7 @@ namespace {
 // What is fetched while a group's blocks are written.
 struct NoLines {
     void fetch(int32_t) const {}
+    const float *from(const float *blocks) const { return blocks; }
 };
 
 // As many cache lines as the blocks take, from `first` on. The processor's own prefetching doesn't follow the rows in which
@@ -22,6 +23,7 @@ struct LinesAhead {
         prefetch(first + offset);
         prefetch(first + offset + 16);
     }
+    const float *from(const float *) const { return first; }
 };
 
 // Writes the blocks of `width` values each, one after the other.
@@ -51,45 +53,48 @@ struct PointArrays {
     const float *x, *y, *z;
     int64_t count;
 
+    PointArrays from(int64_t i) const { return {x + i, y + i, z + i, count - i}; }
     PointGroup group(int64_t i) const { return firstGroup(x + i, y + i, z + i, static_cast<int32_t>(count - i)); }
 };
 
 // Output of more bytes than this leaves the near caches, so that its lines are worth fetching ahead.
 constexpr int64_t nearCaches = 512 << 10;
-// From a group's blocks to the lines that are fetched meanwhile, in floats: time enough for memory to answer.
-constexpr int64_t fetchDistance = 2048;
+// From a group's blocks to the lines that are fetched meanwhile, in floats for each of its points: the largest blocks are
+// fetched just before they are written.
+constexpr int64_t fetchDistance = 256;
 // The same for the points, which take less memory than their blocks.
 constexpr int64_t pointDistance = 128;
 
-// evaluateGroup(points, basis) fills `width` functions. evaluateToMemory(points, basis, blocks, ahead) writes the blocks of
-// eight points, while as many lines from `ahead` on are fetched.
-template <class EvaluateGroup, class EvaluateToMemory>
-void evaluateAll(const PointArrays &points, float *destination, int32_t width, const EvaluateGroup &evaluateGroup,
-                 const EvaluateToMemory &evaluateToMemory) {
-    BasisGroup basis(width);
+// Calls evaluate(i, blocks, lines) for `step` points at a time, those from i on, with their blocks and what is fetched ahead.
+// Returns how many are done: fewer than `step` are left.
+template <class Evaluate>
+int64_t forGroupsOfPoints(const PointArrays &points, float *destination, int32_t width, int32_t step,
+                          const Evaluate &evaluate) {
+    const int64_t distance = fetchDistance * step;
     int64_t i = 0;
     if (points.count * width > nearCaches / 4) {
-        for (; (points.count - i - groupSize) * width > fetchDistance; i += groupSize) {
+        for (; (points.count - i - step) * width > distance; i += step) {
             const int64_t next = std::min(i + pointDistance, points.count - 1);
             for (const float *coordinate : {points.x, points.y, points.z}) prefetch(coordinate + next);
             float *blocks = destination + i * width;
-            evaluateToMemory(points.group(i), basis, blocks, blocks + fetchDistance);
+            evaluate(i, blocks, LinesAhead{blocks + distance});
         }
     }
-    for (; i < points.count; i += groupSize) {
-        const PointGroup group = points.group(i);
-        evaluateGroup(group, basis);
-        storeBlocks(basis, width, group.count, destination + i * width, NoLines{});
-    }
+    for (; points.count - i >= step; i += step) evaluate(i, destination + i * width, NoLines{});
+    return i;
 }
 
+// evaluateGroup(points, basis) fills `width` functions.
 template <class EvaluateGroup>
 void evaluateAll(const PointArrays &points, float *destination, int32_t width, const EvaluateGroup &evaluateGroup) {
-    evaluateAll(points, destination, width, evaluateGroup,
-                [&](const PointGroup &group, BasisGroup &basis, float *blocks, const float *ahead) {
-                    evaluateGroup(group, basis);
-                    storeBlocks(basis, width, groupSize, blocks, LinesAhead{ahead});
-                });
+    BasisGroup basis(width);
+    const auto evaluate = [&](int64_t i, float *blocks, const auto &lines) {
+        const PointGroup group = points.group(i);
+        evaluateGroup(group, basis);
+        storeBlocks(basis, width, group.count, blocks, lines);
+    };
+    const int64_t done = forGroupsOfPoints(points, destination, width, groupSize, evaluate);
+    if (done < points.count) evaluate(done, destination + done * width, NoLines{});
 }
 
 } // namespace
@@ -105,16 +110,15 @@ zypStatus front_zyprSH_32f(const float *x, const float *y, const float *z, int32
     if (state->type != zyprSHDirect && state->type != zyprSHRecurrence) return zypStsSHRangeErr;
     if (order > highestOrder) return zypStsSHRangeErr;
     const PointArrays points{x, y, z, count};
-    const auto evaluateGroup = [&](const PointGroup &group, BasisGroup &basis) { evaluate(group, order, *state, basis); };
-    // Blocks of a single function are none of fours.
-    if (state->type == zyprSHDirect && order > 0) {
-        evaluateAll(points, destination, functionCount(order), evaluateGroup,
-                    [&](const PointGroup &group, BasisGroup &, float *blocks, const float *ahead) {
-                        evaluateDirectBlocks(group.x, group.y, group.z, order, blocks, ahead);
-                    });
-    } else {
-        evaluateAll(points, destination, functionCount(order), evaluateGroup);
+    const int32_t width = functionCount(order);
+    int64_t done = 0;
+    if (state->type == zyprSHDirect) {
+        done = forGroupsOfPoints(points, destination, width, directPoints, [&](int64_t i, float *blocks, const auto &lines) {
+            evaluateDirectBlocks(x + i, y + i, z + i, order, blocks, lines.from(blocks));
+        });
     }
+    evaluateAll(points.from(done), destination + done * width, width,
+                [&](const PointGroup &group, BasisGroup &basis) { evaluate(group, order, *state, basis); });
     return zypStsNoErr;
 }
 

@@ -44,15 +44,11 @@ struct FourRows {
 inline FourRows transposed(const BasisGroup &basis, int32_t k, int32_t point) {
     // Halves that are joined on loading leave only the transpositions of 4 x 4 to the shuffles.
     const auto twoFunctions = [&](int32_t j) {
-        return joined(load<4>(&basis.values[k + j][point]), load<4>(&basis.values[k + j + 4][point])).v;
+        return joined(load<4>(&basis.values[k + j][point]), load<4>(&basis.values[k + j + 4][point]));
     };
-    const __m256 a = twoFunctions(0), b = twoFunctions(1), c = twoFunctions(2), d = twoFunctions(3);
-    const __m256d abLow = _mm256_castps_pd(_mm256_unpacklo_ps(a, b)), abHigh = _mm256_castps_pd(_mm256_unpackhi_ps(a, b));
-    const __m256d cdLow = _mm256_castps_pd(_mm256_unpacklo_ps(c, d)), cdHigh = _mm256_castps_pd(_mm256_unpackhi_ps(c, d));
-    return {{{_mm256_castpd_ps(_mm256_unpacklo_pd(abLow, cdLow))},
-             {_mm256_castpd_ps(_mm256_unpackhi_pd(abLow, cdLow))},
-             {_mm256_castpd_ps(_mm256_unpacklo_pd(abHigh, cdHigh))},
-             {_mm256_castpd_ps(_mm256_unpackhi_pd(abHigh, cdHigh))}}};
+    FourRows four{twoFunctions(0), twoFunctions(1), twoFunctions(2), twoFunctions(3)};
+    transpose(four.row);
+    return four;
 }
 
 // The evaluators, at the group's first `count` points; what the other lanes hold is open. `order` and `band` are at most
@@ -61,8 +57,9 @@ void evaluateDirect(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t order,
 void evaluateDirectBand(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t band, BasisGroup &basis); // functions 0 to 2 band
 void evaluateRecurrence(Float8 x, Float8 y, Float8 z, uint32_t order, const ZyprSHState &state, BasisGroup &basis);
 
-// The same of order 1 and above, straight to eight blocks, while as many lines from `ahead` on are fetched.
-void evaluateDirectBlocks(Float8 x, Float8 y, Float8 z, uint32_t order, float *blocks, const float *ahead);
+// At the first points of the arrays, straight to their blocks, while as many lines from `ahead` on are fetched.
+constexpr int32_t directPoints = 16;
+void evaluateDirectBlocks(const float *x, const float *y, const float *z, uint32_t order, float *blocks, const float *ahead);
 
 // By the state's own evaluator.
 inline void evaluate(const PointGroup &points, uint32_t order, const ZyprSHState &state, BasisGroup &basis) {

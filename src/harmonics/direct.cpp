@@ -1,5 +1,6 @@
 // The direct evaluator: every band as polynomials in double precision, four points at a time.
 
+#include <type_traits>
 #include <utility>
 
 #include "harmonics/basis.h"
@@ -18,16 +19,17 @@ struct BandRange {
     int first, last;
 };
 
-// Takes the bands of one half of a group to rows.
+// Takes the bands of four points to rows.
 struct ToRows {
     float *rows;
     int first; // the band that goes to row 0
 
-    [[gnu::always_inline]] ToRows ofHalf(int h) const { return {rows + 4 * h, first}; }
+    [[gnu::always_inline]] ToRows ofFour(int f) const { return {rows + 4 * f, first}; }
 
     template <int l> [[gnu::always_inline]] void band(const Bands &bands) const {
         functions<l>(bands, rows + (l * l + l - first * first) * groupSize, std::make_integer_sequence<int, l>{});
     }
+    template <int l> [[gnu::always_inline]] void end(const Bands &) const {}
 
 private:
     template <int l, int... i>
@@ -39,80 +41,73 @@ private:
     }
 };
 
-// Takes them to blocks, four functions at a time.
+// Takes them to blocks, eight functions at a time. Up to an odd band their number is a multiple of four; up to an even one it
+// is one more, and that function goes with the next band.
 struct ToBlocks {
     float *blocks;
     const float *ahead;
     int64_t width;
 
-    [[gnu::always_inline]] ToBlocks ofHalf(int h) const { return {blocks + 4 * h * width, ahead + 4 * h * width, width}; }
+    [[gnu::always_inline]] ToBlocks ofFour(int f) const { return {blocks + 4 * f * width, ahead + 4 * f * width, width}; }
 
     template <int l> [[gnu::always_inline]] void band(const Bands &bands) const {
-        if constexpr (l == 1) { // with band 0
-            storeFour<0>(narrowed(bands.function<0, 0>()), narrowed(bands.function<1, -1>()), narrowed(bands.function<1, 0>()),
-                         narrowed(bands.function<1, 1>()));
-        } else if constexpr (l > 1) {
-            sides<l>(bands, std::make_integer_sequence<int, l / 4>{});
-            // Fours overlap where their number doesn't divide.
-            constexpr int rest = l % 4;
-            if constexpr (rest == 0) four<l, 0>(bands);
-            if constexpr (rest == 1) four<l, -1>(bands);
-            if constexpr (rest >= 2) {
-                four<l, -rest>(bands);
-                four<l, rest - 3>(bands);
-            }
+        constexpr int fours = (l + 1) / 2;
+        eights<l>(bands, std::make_integer_sequence<int, fours / 2>{});
+        if constexpr (fours % 2 == 1) storeColumns<Float4, l, begin(l) + 4 * (fours - 1)>(bands);
+    }
+    template <int l> [[gnu::always_inline]] void end(const Bands &bands) const {
+        if constexpr (l % 2 == 0) {
+            const Float4 values = narrowed(bands.function<l, l>());
+            for (int point = 0; point < 4; ++point) blocks[point * width + l * l + 2 * l] = values.v[point];
         }
     }
 
 private:
-    // From the ends of the band inwards, a four of each sign in turn.
-    template <int l, int... i> [[gnu::always_inline]] void sides(const Bands &bands, std::integer_sequence<int, i...>) const {
-        if constexpr (l >= 4) ((four<l, l - 4 * i - 3>(bands), four<l, 4 * i - l>(bands)), ...);
+    // The m of the first function that goes with band l.
+    static constexpr int begin(int l) { return l % 2 == 0 ? -l : -l - 1; }
+
+    // From both ends inwards: functions of equal |m| have a factor in common.
+    template <int l, int... i> [[gnu::always_inline]] void eights(const Bands &bands, std::integer_sequence<int, i...>) const {
+        constexpr int last = static_cast<int>(sizeof...(i)) - 1;
+        (storeColumns<Float8, l, begin(l) + 8 * (i % 2 == 0 ? last - i / 2 : i / 2)>(bands), ...);
     }
-    // Functions (l, m) to (l, m + 3).
-    template <int l, int m> [[gnu::always_inline]] void four(const Bands &bands) const {
-        storeFour<l * l + l + m>(narrowed(bands.function<l, m>()), narrowed(bands.function<l, m + 1>()),
-                                 narrowed(bands.function<l, m + 2>()), narrowed(bands.function<l, m + 3>()));
+    // As many functions as a register holds, from (l, m) on.
+    template <class Float, int l, int m> [[gnu::always_inline]] void storeColumns(const Bands &bands) const {
+        constexpr int index = l * l + l + m, lines = sizeof(Float) / sizeof(Float4);
+        for (int line = 0; line < lines; ++line) prefetch(ahead + 4 * index + 16 * line);
+        Float rows[4] = {column<Float, l, m>(bands), column<Float, l, m + 1>(bands), column<Float, l, m + 2>(bands),
+                         column<Float, l, m + 3>(bands)};
+        transpose(rows);
+        for (int point = 0; point < 4; ++point) store(blocks + point * width + index, rows[point]);
     }
-    template <int index> [[gnu::always_inline]] void storeFour(Float4 a, Float4 b, Float4 c, Float4 d) const {
-        prefetch(ahead + 4 * index);
-        const __m128d abLow = _mm_castps_pd(_mm_unpacklo_ps(a.v, b.v)), abHigh = _mm_castps_pd(_mm_unpackhi_ps(a.v, b.v));
-        const __m128d cdLow = _mm_castps_pd(_mm_unpacklo_ps(c.v, d.v)), cdHigh = _mm_castps_pd(_mm_unpackhi_ps(c.v, d.v));
-        store(blocks + index, Float4{_mm_castpd_ps(_mm_unpacklo_pd(abLow, cdLow))});
-        store(blocks + width + index, Float4{_mm_castpd_ps(_mm_unpackhi_pd(abLow, cdLow))});
-        store(blocks + 2 * width + index, Float4{_mm_castpd_ps(_mm_unpacklo_pd(abHigh, cdHigh))});
-        store(blocks + 3 * width + index, Float4{_mm_castpd_ps(_mm_unpackhi_pd(abHigh, cdHigh))});
+    template <class Float, int l, int m> [[gnu::always_inline]] static Float column(const Bands &bands) {
+        if constexpr (std::is_same_v<Float, Float8>)
+            return joined(column<Float4, l, m>(bands), column<Float4, l, m + 4>(bands));
+        else if constexpr (m < -l)
+            return narrowed(bands.function<l - 1, l - 1>());
+        else
+            return narrowed(bands.function<l, m>());
     }
 };
 
-// A group as two halves. Each band's code runs for both before the next band's: it stays decoded that way.
-struct Halves {
-    Bands half[2];
-    int used;
-
-    Halves(Float8 x, Float8 y, Float8 z, int32_t points)
-        : half{bandsAt(low(x), low(y), low(z)), bandsAt(high(x), high(y), high(z))}, used(points > 4 ? 2 : 1) {}
-};
-
-// Bands l and above, of which those of the range are stored. A band alone goes this way too, so that the polynomials are
-// compiled once for each kind of output.
+// Bands l and above of `fours` times four points; those of the range are stored. Each band's code runs for all points before
+// the next band's: it stays decoded that way. A band alone goes this way too, so that the polynomials are compiled once for
+// each kind of output.
 template <int l, class Output>
-[[gnu::always_inline]] inline void storeBandsFrom(Halves &halves, BandRange range, const Output &output) {
-    if (l >= range.first) {
-        for (int h = 0; h < halves.used; ++h) {
-            halves.half[h].advance<l>();
-            output.ofHalf(h).template band<l>(halves.half[h]);
-        }
-        if (l == range.last) return;
-    } else {
-        for (int h = 0; h < halves.used; ++h) halves.half[h].advance<l>();
+[[gnu::always_inline]] inline void storeBandsFrom(Bands *bands, int fours, BandRange range, const Output &output) {
+    for (int f = 0; f < fours; ++f) {
+        bands[f].advance<l>();
+        if (l < range.first) continue;
+        output.ofFour(f).template band<l>(bands[f]);
+        if (l == range.last) output.ofFour(f).template end<l>(bands[f]);
     }
-    if constexpr (l < static_cast<int>(highestOrder)) storeBandsFrom<l + 1>(halves, range, output);
+    if (l == range.last) return;
+    if constexpr (l < static_cast<int>(highestOrder)) storeBandsFrom<l + 1>(bands, fours, range, output);
 }
 
 void storeBands(Float8 x, Float8 y, Float8 z, int32_t count, BandRange range, BasisGroup &basis) {
-    Halves halves(x, y, z, count);
-    storeBandsFrom<0>(halves, range, ToRows{basis.values[0], range.first});
+    Bands bands[2] = {bandsAt(low(x), low(y), low(z)), bandsAt(high(x), high(y), high(z))};
+    storeBandsFrom<0>(bands, count > 4 ? 2 : 1, range, ToRows{basis.values[0], range.first});
 }
 
 } // namespace
@@ -125,9 +120,11 @@ void evaluateDirectBand(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t ba
     storeBands(x, y, z, count, {static_cast<int>(band), static_cast<int>(band)}, basis);
 }
 
-void evaluateDirectBlocks(Float8 x, Float8 y, Float8 z, uint32_t order, float *blocks, const float *ahead) {
-    Halves halves(x, y, z, groupSize);
-    storeBandsFrom<0>(halves, {0, static_cast<int>(order)}, ToBlocks{blocks, ahead, functionCount(order)});
+void evaluateDirectBlocks(const float *x, const float *y, const float *z, uint32_t order, float *blocks, const float *ahead) {
+    const auto fourFrom = [&](int i) { return bandsAt(load<4>(x + i), load<4>(y + i), load<4>(z + i)); };
+    static_assert(directPoints == 16);
+    Bands bands[4] = {fourFrom(0), fourFrom(4), fourFrom(8), fourFrom(12)};
+    storeBandsFrom<0>(bands, 4, {0, static_cast<int>(order)}, ToBlocks{blocks, ahead, functionCount(order)});
 }
 
 } // namespace zypr::harmonics

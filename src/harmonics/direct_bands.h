@@ -30,6 +30,10 @@ public:
     // Bands must be advanced to one after the other, from 0 on.
     template <int l> [[gnu::always_inline]] void advance() {
         if constexpr (l == 0) return;
+        if constexpr (l > 1) {
+            cosineTimesZ[l - 1] = cosine[l - 1] * p.z;
+            sineTimesZ[l - 1] = sine[l - 1] * p.z;
+        }
         if constexpr (l == 1) {
             re = im = constant<Real>(1);
             cosine[1] = p.x;
@@ -52,20 +56,21 @@ public:
     // Y(l, m), of the band reached. Functions of equal |m| have a factor in common, which compilers form once where they are
     // near to each other.
     template <int l, int m> [[gnu::always_inline]] Real function() const {
+        constexpr bool odd = (l + m) % 2 != 0;
         if constexpr (m == 0)
-            return zonal<l, 0>();
+            return odd ? zonal<l, 0>() * p.z : zonal<l, 0>();
         else if constexpr (m > 0)
-            return zonal<l, m>() * cosine[m];
+            return zonal<l, m>() * (odd ? cosineTimesZ : cosine)[m];
         else
-            return zonal<l, -m>() * sine[-m];
+            return zonal<l, -m>() * (odd ? sineTimesZ : sine)[-m];
     }
 
 private:
+    // The polynomial in z^2.
     template <int l, int k> [[gnu::always_inline]] Real zonal() const {
         static constexpr ZonalPolynomial polynomial = zonalPolynomial(l, k);
         Real value = constant<Real>(polynomial.coefficient[polynomial.degree]);
         for (int i = polynomial.degree - 1; i >= 0; --i) value = fused(value, p.zz, constant<Real>(polynomial.coefficient[i]));
-        if constexpr (polynomial.odd) return value * p.z;
         return value;
     }
 
@@ -75,6 +80,7 @@ private:
     // for odd m.
     Real re, im;
     Real cosine[16], sine[16];
+    Real cosineTimesZ[16], sineTimesZ[16]; // of the bands before
 };
 
 } // namespace zypr::harmonics

@@ -30,15 +30,6 @@ template <class Lanes> void store(float *const planes[3], ptrdiff_t first, Lanes
 
 // ---- Packed triples -----------------------------------------------------------------------------------------------------
 
-inline Float4 unpackedLow(Float4 a, Float4 b) { return {_mm_unpacklo_ps(a.v, b.v)}; }
-inline Float8 unpackedLow(Float8 a, Float8 b) { return {_mm256_unpacklo_ps(a.v, b.v)}; }
-inline Float4 unpackedHigh(Float4 a, Float4 b) { return {_mm_unpackhi_ps(a.v, b.v)}; }
-inline Float8 unpackedHigh(Float8 a, Float8 b) { return {_mm256_unpackhi_ps(a.v, b.v)}; }
-inline Float4 lowPairs(Float4 a, Float4 b) { return {_mm_shuffle_ps(a.v, b.v, _MM_SHUFFLE(1, 0, 1, 0))}; }
-inline Float8 lowPairs(Float8 a, Float8 b) { return {_mm256_shuffle_ps(a.v, b.v, _MM_SHUFFLE(1, 0, 1, 0))}; }
-inline Float4 highPairs(Float4 a, Float4 b) { return {_mm_shuffle_ps(a.v, b.v, _MM_SHUFFLE(3, 2, 3, 2))}; }
-inline Float8 highPairs(Float8 a, Float8 b) { return {_mm256_shuffle_ps(a.v, b.v, _MM_SHUFFLE(3, 2, 3, 2))}; }
-
 // Columns of the 4 x 4 matrix, or of the two side by side, whose rows begin with x, y, z.
 template <int N> Triple<Floats<N>> transposed(Floats<N> row0, Floats<N> row1, Floats<N> row2, Floats<N> row3) {
     const Floats<N> xy01 = unpackedLow(row0, row1), z01 = unpackedHigh(row0, row1);

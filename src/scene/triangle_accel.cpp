@@ -63,7 +63,7 @@ struct FourAxes {
 void storeRecords(ZyprTriangleAccel *accel, Float4 *words) {
     _MM_TRANSPOSE4_PS(words[0].v, words[1].v, words[2].v, words[3].v);
     _MM_TRANSPOSE4_PS(words[4].v, words[5].v, words[6].v, words[7].v);
-    const Float4 lastPairs[2] = {{_mm_unpacklo_ps(words[8].v, words[9].v)}, {_mm_unpackhi_ps(words[8].v, words[9].v)}};
+    const Float4 lastPairs[2] = {unpackedLow(words[8], words[9]), unpackedHigh(words[8], words[9])};
     for (int i = 0; i < lanes; ++i) {
         auto *record = reinterpret_cast<char *>(accel + i);
         std::memcpy(record, &words[i], 16);

@@ -276,6 +276,27 @@ inline Int8 joined(Int4 lowHalf, Int4 highHalf) { return bitsOf(joined(floatsOf(
 inline Mask4 low(Mask8 a) { return maskOf(low(bitsOf(a))); }
 inline Mask4 high(Mask8 a) { return maskOf(high(bitsOf(a))); }
 
+// ---- Transposition; each half of eight lanes by itself -------------------------------------------------------------------
+
+inline Float4 unpackedLow(Float4 a, Float4 b) { return {_mm_unpacklo_ps(a.v, b.v)}; }
+inline Float8 unpackedLow(Float8 a, Float8 b) { return {_mm256_unpacklo_ps(a.v, b.v)}; }
+inline Float4 unpackedHigh(Float4 a, Float4 b) { return {_mm_unpackhi_ps(a.v, b.v)}; }
+inline Float8 unpackedHigh(Float8 a, Float8 b) { return {_mm256_unpackhi_ps(a.v, b.v)}; }
+inline Float4 lowPairs(Float4 a, Float4 b) { return {_mm_shuffle_ps(a.v, b.v, _MM_SHUFFLE(1, 0, 1, 0))}; }
+inline Float8 lowPairs(Float8 a, Float8 b) { return {_mm256_shuffle_ps(a.v, b.v, _MM_SHUFFLE(1, 0, 1, 0))}; }
+inline Float4 highPairs(Float4 a, Float4 b) { return {_mm_shuffle_ps(a.v, b.v, _MM_SHUFFLE(3, 2, 3, 2))}; }
+inline Float8 highPairs(Float8 a, Float8 b) { return {_mm256_shuffle_ps(a.v, b.v, _MM_SHUFFLE(3, 2, 3, 2))}; }
+
+// Of a 4 x 4 matrix, or of two side by side.
+template <int N> void transpose(Floats<N> (&rows)[4]) {
+    const Floats<N> low01 = unpackedLow(rows[0], rows[1]), high01 = unpackedHigh(rows[0], rows[1]);
+    const Floats<N> low23 = unpackedLow(rows[2], rows[3]), high23 = unpackedHigh(rows[2], rows[3]);
+    rows[0] = lowPairs(low01, low23);
+    rows[1] = highPairs(low01, low23);
+    rows[2] = lowPairs(high01, high23);
+    rows[3] = highPairs(high01, high23);
+}
+
 // ---- Four doubles -------------------------------------------------------------------------------------------------------
 
 struct Double4 {

@@ -79,16 +79,6 @@ inline Float4 cubicWeights(const CubicTable &table, float fraction) {
     return value + (hundredths - toFloat(k)) * (entries(1) - value);
 }
 
-// Transposes the low and the high four lanes of four registers, each by themselves.
-inline void transposeHalves(Float8 (&a)[4]) {
-    const __m256 ab0 = _mm256_unpacklo_ps(a[0].v, a[1].v), ab2 = _mm256_unpackhi_ps(a[0].v, a[1].v);
-    const __m256 cd0 = _mm256_unpacklo_ps(a[2].v, a[3].v), cd2 = _mm256_unpackhi_ps(a[2].v, a[3].v);
-    a[0].v = _mm256_shuffle_ps(ab0, cd0, _MM_SHUFFLE(1, 0, 1, 0));
-    a[1].v = _mm256_shuffle_ps(ab0, cd0, _MM_SHUFFLE(3, 2, 3, 2));
-    a[2].v = _mm256_shuffle_ps(ab2, cd2, _MM_SHUFFLE(1, 0, 1, 0));
-    a[3].v = _mm256_shuffle_ps(ab2, cd2, _MM_SHUFFLE(3, 2, 3, 2));
-}
-
 // The weights of eight positions: ofPair[i] has the four of position i and then the four of position i + 4.
 struct EightCubicWeights {
     Float8 ofPair[4];
@@ -119,7 +109,7 @@ struct EightCubicWeights {
         static_assert(sizeof(CubicTaps) == 1 << 5);
         bytes.store(_mm256_slli_epi32(raw(entry), 5));
         const auto *const rows = reinterpret_cast<const char *>(table.taps);
-        transposeHalves(above);
+        transpose(above);
 #pragma GCC unroll 4
         for (int i = 0; i < 4; ++i) {
             const auto rowOf = [&](int lane) {

@@ -59,12 +59,9 @@ template <class Float, class RowsOf>
 
 // Lane i is the sum of the low half of columns[i], and lane i + 4 that of its high half.
 inline Float8 sumsOfHalves(const Float8 (&columns)[4]) {
-    const auto two = [](Float8 a, Float8 b) {
-        return Float8{_mm256_unpacklo_ps(a.v, b.v)} + Float8{_mm256_unpackhi_ps(a.v, b.v)};
-    };
+    const auto two = [](Float8 a, Float8 b) { return unpackedLow(a, b) + unpackedHigh(a, b); };
     const Float8 a = two(columns[0], columns[1]), b = two(columns[2], columns[3]);
-    return Float8{_mm256_shuffle_ps(a.v, b.v, _MM_SHUFFLE(1, 0, 1, 0))} +
-           Float8{_mm256_shuffle_ps(a.v, b.v, _MM_SHUFFLE(3, 2, 3, 2))};
+    return lowPairs(a, b) + highPairs(a, b);
 }
 
 template <class Sample> Int8 saturated(Int8 a) {

@@ -119,7 +119,7 @@ TEST(SH, OneStateServesEveryLowerOrderAndIsNeverWritten) {
 }
 
 TEST(SH, DirectResultsDependOnThePointAloneAndStayInTheDestination) {
-    const PointArrays points = pointsOffSphere(21, 3);
+    const PointArrays points = pointsOffSphere(37, 3);
     for (uint32_t order = 0; order <= 15; ++order) {
         State state(15, zyprSHDirect);
         const size_t width = static_cast<size_t>(functionCount(static_cast<int>(order)));
