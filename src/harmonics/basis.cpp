@@ -39,6 +39,7 @@ void storeBlocks(const BasisGroup &basis, int32_t width, int32_t points, float *
             const FourRows values = transposed(basis, k, point);
             for (int32_t r = 0; r < rows; ++r) store(block + r * width + k, values.row[r]);
         }
+        if (k < width) lines.fetch(point * width + 4 * k);
         if (width - k < 2) continue;
         const FourRows values = transposed(basis, k, point);
         for (int32_t r = 0; r < rows; ++r) store(block + r * width + k, lastLanes, values.row[r]);

@@ -57,6 +57,7 @@ struct ToBlocks {
     }
     template <int l> [[gnu::always_inline]] void end(const Bands &bands) const {
         if constexpr (l % 2 == 0) {
+            prefetch(ahead + 4 * (l * l + 2 * l));
             const Float4 values = narrowed(bands.function<l, l>());
             for (int point = 0; point < 4; ++point) blocks[point * width + l * l + 2 * l] = values.v[point];
         }
@@ -105,6 +106,16 @@ template <int l, class Output>
     if constexpr (l < static_cast<int>(highestOrder)) storeBandsFrom<l + 1>(bands, fours, range, output);
 }
 
+// Bands l to `last`, of low bands alone: the state of four points stays in registers.
+constexpr int lowBands = 4;
+template <int l, class Output>
+[[gnu::always_inline]] inline void storeLowBandsFrom(Bands &bands, int last, const Output &output) {
+    bands.advance<l>();
+    output.template band<l>(bands);
+    if (l == last) return output.template end<l>(bands);
+    if constexpr (l < lowBands) storeLowBandsFrom<l + 1>(bands, last, output);
+}
+
 void storeBands(Float8 x, Float8 y, Float8 z, int32_t count, BandRange range, BasisGroup &basis) {
     Bands bands[2] = {bandsAt(low(x), low(y), low(z)), bandsAt(high(x), high(y), high(z))};
     storeBandsFrom<0>(bands, count > 4 ? 2 : 1, range, ToRows{basis.values[0], range.first});
@@ -122,9 +133,18 @@ void evaluateDirectBand(Float8 x, Float8 y, Float8 z, int32_t count, uint32_t ba
 
 void evaluateDirectBlocks(const float *x, const float *y, const float *z, uint32_t order, float *blocks, const float *ahead) {
     const auto fourFrom = [&](int i) { return bandsAt(load<4>(x + i), load<4>(y + i), load<4>(z + i)); };
-    static_assert(directPoints == 16);
-    Bands bands[4] = {fourFrom(0), fourFrom(4), fourFrom(8), fourFrom(12)};
-    storeBandsFrom<0>(bands, 4, {0, static_cast<int>(order)}, ToBlocks{blocks, ahead, functionCount(order)});
+    const int last = static_cast<int>(order);
+    const ToBlocks output{blocks, ahead, functionCount(order)};
+    if (last <= lowBands) {
+        for (int f = 0; f < directPoints / 4; ++f) {
+            Bands bands = fourFrom(4 * f);
+            storeLowBandsFrom<0>(bands, last, output.ofFour(f));
+        }
+    } else {
+        static_assert(directPoints == 16);
+        Bands bands[4] = {fourFrom(0), fourFrom(4), fourFrom(8), fourFrom(12)};
+        storeBandsFrom<0>(bands, 4, {0, last}, output);
+    }
 }
 
 } // namespace zypr::harmonics

@@ -35,9 +35,13 @@ public:
             sineTimesZ[l - 1] = sine[l - 1] * p.z;
         }
         if constexpr (l == 1) {
-            re = im = constant<Real>(1);
             cosine[1] = p.x;
             sine[1] = p.y;
+        } else if constexpr (l == 2) {
+            re = p.xx - p.yy;
+            im = constant<Real>(2);
+            cosine[2] = re;
+            sine[2] = xy * im;
         } else if constexpr (l % 2 == 0) {
             const Real sum = re + im;
             re = fusedDifference(p.xx, re, p.yy * im);
