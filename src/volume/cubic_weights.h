@@ -79,14 +79,27 @@ inline Float4 cubicWeights(const CubicTable &table, float fraction) {
     return value + (hundredths - toFloat(k)) * (entries(1) - value);
 }
 
+// Where eight positions stand in the table. Made for all axes before the weights of any, the entries have been stored when they
+// are read.
+struct CubicEntries {
+    Float8 fraction, hundredths;
+    Int8 entry;
+    LanesInMemory<int32_t> bytes; // from the first row of taps
+
+    explicit CubicEntries(Float8 f) : fraction(f), hundredths(broadcast<8>(100.0f) * f), entry(truncated(hundredths)) {
+        static_assert(sizeof(CubicTaps) == 1 << 5);
+        bytes.store(_mm256_slli_epi32(raw(entry), 5));
+    }
+};
+
 // The weights of eight positions: ofPair[i] has the four of position i and then the four of position i + 4.
 struct EightCubicWeights {
     Float8 ofPair[4];
 
-    EightCubicWeights(const CubicTable &table, Float8 fraction) {
+    EightCubicWeights(const CubicTable &table, const CubicEntries &entries) {
         const Float8 one = broadcast<8>(1.0f), hundred = broadcast<8>(100.0f);
-        const Float8 hundredths = hundred * fraction;
-        const Int8 entry = truncated(hundredths);
+        const Float8 fraction = entries.fraction, hundredths = entries.hundredths;
+        const Int8 entry = entries.entry;
         // But for rounding, the entries of the four taps follow from one of them, and each stands less than 1 above its own. It
         // may also stand on the next one, where the same row leads there.
         const Float8 k = toFloat(entry), rest = broadcast<8>(99.0f) - k;
@@ -105,20 +118,21 @@ struct EightCubicWeights {
                 return;
             }
         }
-        LanesInMemory<int32_t> bytes;
-        static_assert(sizeof(CubicTaps) == 1 << 5);
-        bytes.store(_mm256_slli_epi32(raw(entry), 5));
         const auto *const rows = reinterpret_cast<const char *>(table.taps);
         transpose(above);
 #pragma GCC unroll 4
         for (int i = 0; i < 4; ++i) {
             const auto rowOf = [&](int lane) {
-                return _mm256_load_ps(reinterpret_cast<const float *>(rows + static_cast<uint32_t>(bytes[lane])));
+                return _mm256_load_ps(reinterpret_cast<const float *>(rows + static_cast<uint32_t>(entries.bytes[lane])));
             };
             const __m256 a = rowOf(i), b = rowOf(i + 4);
             const Float8 value{_mm256_permute2f128_ps(a, b, 0x20)}, toNext{_mm256_permute2f128_ps(a, b, 0x31)};
             ofPair[i] = value + above[i] * toNext;
         }
+    }
+    Float4 ofLane(int lane) const {
+        const Float8 pair = ofPair[lane % 4];
+        return lane < 4 ? low(pair) : high(pair);
     }
 
 private:

@@ -17,8 +17,9 @@ struct AxisBounds {
 };
 
 // Only bounds above 2^24, which floats don't hold exactly, let a position pass that leaves them.
-inline int32_t clampedTo(AxisBounds bounds, int32_t a) {
-    return a < bounds.low ? bounds.low : a > bounds.high ? bounds.high : a;
+inline Int8 clampedTo(AxisBounds bounds, Int8 a) {
+    return {reinterpret_cast<int8Register>(
+        _mm256_max_epi32(_mm256_set1_epi32(bounds.low), _mm256_min_epi32(raw(a), _mm256_set1_epi32(bounds.high))))};
 }
 
 // What counts: positions from low to high, both included. And the part of it where all taps lie side by side: from the inner
@@ -32,6 +33,12 @@ struct Bounds {
 struct EightPlaces {
     Int8 x, y, z;
     Float8 positionX, positionY, positionZ;
+
+    void clampTo(const Bounds &bounds) {
+        x = clampedTo(bounds.x, x);
+        y = clampedTo(bounds.y, y);
+        z = clampedTo(bounds.z, z);
+    }
 
     // Gives the other lanes the place of the first of these, so that all eight may be read.
     void repeatFirst(Mask8 lanes) {

@@ -33,6 +33,9 @@ constexpr bool prepares = requires(const Region &src, const Kernel &kernel, Eigh
     kernel.prepared(src, places);
 };
 
+// Whether a kernel has weights(), which inner() and onEdge() share.
+template <class Kernel> constexpr bool weighs = requires(const Kernel &kernel, EightPlaces places) { kernel.weights(places); };
+
 template <class Region, class Kernel> Int8 sampled(const Region &src, const Kernel &kernel, const EightPlaces &places) {
     if constexpr (prepares<Region, Kernel>)
         return kernel.inner(src, kernel.prepared(src, places));
@@ -50,15 +53,31 @@ template <class Region, class Kernel, class Row, class Lanes>
     const Mask8 counting = lanes.among(gate.counting), inner = counting & gate.inner;
     if (none(counting)) return;
     EightPlaces places = kernel.places(positions);
-    alignas(32) int32_t edge[8] = {};
-    for (unsigned left = signBits(counting & ~inner); left != 0; left &= left - 1) {
-        const int lane = __builtin_ctz(left);
-        edge[lane] = kernel.onEdge(src, placeOf(places, lane));
-    }
-    Int8 results = load<8>(edge);
-    if (any(inner)) {
-        places.repeatFirst(inner);
-        results = select(inner, sampled(src, kernel, places), results);
+    places.repeatFirst(counting);
+    places.clampTo(src.bounds);
+
+    const auto atEdges = [&](const auto &...weights) {
+        alignas(32) int32_t results[8] = {};
+        for (unsigned left = signBits(counting & ~inner); left != 0; left &= left - 1) {
+            const int lane = __builtin_ctz(left);
+            results[lane] = kernel.onEdge(src, placeOf(places, lane), weights.ofLane(lane)...);
+        }
+        return load<8>(results);
+    };
+    Int8 results;
+    if constexpr (weighs<Kernel>) {
+        const auto weights = kernel.weights(places);
+        results = atEdges(weights);
+        if (any(inner)) {
+            places.repeatFirst(inner);
+            results = select(inner, kernel.inner(src, src.blocks(places), weights), results);
+        }
+    } else {
+        results = atEdges();
+        if (any(inner)) {
+            places.repeatFirst(inner);
+            results = select(inner, sampled(src, kernel, places), results);
+        }
     }
     storeSamples(dst + i, counting, results);
 }

@@ -23,13 +23,6 @@ inline Place placeOf(const EightPlaces &p, int lane) {
     return {p.x.v[lane], p.y.v[lane], p.z.v[lane], p.positionX.v[lane], p.positionY.v[lane], p.positionZ.v[lane]};
 }
 
-inline Place clampedTo(const Bounds &bounds, Place p) {
-    p.x = clampedTo(bounds.x, p.x);
-    p.y = clampedTo(bounds.y, p.y);
-    p.z = clampedTo(bounds.z, p.z);
-    return p;
-}
-
 // Results travel as integers; those of 32f as their bits.
 template <class Sample> Int8 rounded(Float8 a) {
     if constexpr (std::is_same_v<Sample, float>)
@@ -82,8 +75,7 @@ struct NearestKernel {
             return {reinterpret_cast<int8Register>(_mm256_setr_epi32(at(0), at(1), at(2), at(3), at(4), at(5), at(6), at(7)))};
     }
 
-    template <class Sample> int32_t onEdge(const SampledRegion<Sample> &src, const Place &place) const {
-        const Place p = clampedTo(src.bounds, place);
+    template <class Sample> int32_t onEdge(const SampledRegion<Sample> &src, const Place &p) const {
         const Sample sample = src.planes[p.z][p.y * src.rowStep + p.x];
         if constexpr (std::is_same_v<Sample, float>)
             return static_cast<int32_t>(bitsOf(sample));
@@ -180,8 +172,7 @@ struct TrilinearKernel {
 
     // At the upper bound the pair ends there, and the fraction is 1. Where the region has but the index 0, the pair begins at
     // -1: that voxel doesn't exist, and its product is 0.
-    template <class Sample> int32_t onEdge(const SampledRegion<Sample> &src, const Place &place) const {
-        const Place p = clampedTo(src.bounds, place);
+    template <class Sample> int32_t onEdge(const SampledRegion<Sample> &src, const Place &p) const {
         const int32_t x = p.x < src.bounds.x.high ? p.x : p.x - 1, y = p.y < src.bounds.y.high ? p.y : p.y - 1,
                       z = p.z < src.bounds.z.high ? p.z : p.z - 1;
         const float fx = p.positionX - static_cast<float>(x), fy = p.positionY - static_cast<float>(y),

@@ -86,26 +86,41 @@ template <bool wholeEdges> struct TricubicKernel {
 
     template <class Positions> EightPlaces places(const Positions &positions) const { return positions.truncated(); }
 
+    struct LaneWeights {
+        Float4 x, y, z;
+    };
+    struct Weights {
+        EightCubicWeights x, y, z;
+        LaneWeights ofLane(int lane) const { return {x.ofLane(lane), y.ofLane(lane), z.ofLane(lane)}; }
+    };
+    [[gnu::always_inline]] Weights weights(const EightPlaces &places) const {
+        const CubicEntries x(places.positionX - toFloat(places.x)), y(places.positionY - toFloat(places.y)),
+            z(places.positionZ - toFloat(places.z));
+        return {{table, x}, {table, y}, {table, z}};
+    }
+
     template <class Region> Int8 inner(const Region &src, const EightPlaces &places) const {
+        const auto blocks = src.blocks(places); // before the weights, for the same reason as entries
+        return inner(src, blocks, weights(places));
+    }
+    template <class Region>
+    [[gnu::always_inline]] Int8 inner(const Region &src, const typename Region::EightBlocks &blocks,
+                                      const Weights &weights) const {
         using Sample = typename Region::Sample;
-        const auto blocks = src.blocks(places);
-        const EightCubicWeights wx(table, places.positionX - toFloat(places.x));
-        const EightCubicWeights wy(table, places.positionY - toFloat(places.y));
-        const EightCubicWeights wz(table, places.positionZ - toFloat(places.z));
         Float8 columns[4];
 #pragma GCC unroll 4
         for (int i = 0; i < 4; ++i) {
-            const auto eachTap = [](Float8 weights, Float8(&each)[4]) {
-                each[0].v = _mm256_permute_ps(weights.v, 0x00);
-                each[1].v = _mm256_permute_ps(weights.v, 0x55);
-                each[2].v = _mm256_permute_ps(weights.v, 0xAA);
-                each[3].v = _mm256_permute_ps(weights.v, 0xFF);
+            const auto eachTap = [](Float8 taps, Float8(&each)[4]) {
+                each[0].v = _mm256_permute_ps(taps.v, 0x00);
+                each[1].v = _mm256_permute_ps(taps.v, 0x55);
+                each[2].v = _mm256_permute_ps(taps.v, 0xAA);
+                each[3].v = _mm256_permute_ps(taps.v, 0xFF);
             };
             Float8 eachY[4], eachZ[4];
-            eachTap(wy.ofPair[i], eachY);
-            eachTap(wz.ofPair[i], eachZ);
+            eachTap(weights.y.ofPair[i], eachY);
+            eachTap(weights.z.ofPair[i], eachZ);
             const auto a = src.rowsOf(blocks, i), b = src.rowsOf(blocks, i + 4);
-            columns[i] = weightedColumns<Float8>({wx.ofPair[i]}, eachY, eachZ,
+            columns[i] = weightedColumns<Float8>({weights.x.ofPair[i]}, eachY, eachZ,
                                                  [&](int plane, int row) { return loadTwoRows(a(plane, row), b(plane, row)); });
         }
         const Float8 sum = sumsOfHalves(columns);
@@ -115,20 +130,18 @@ template <bool wholeEdges> struct TricubicKernel {
             return saturated<Sample>(roundedToNearest(sum));
     }
 
-    template <class Sample> int32_t onEdge(const SampledRegion<Sample> &src, const Place &place) const {
-        const Place p = clampedTo(src.bounds, place);
+    template <class Sample> int32_t onEdge(const SampledRegion<Sample> &src, const Place &p, const LaneWeights &weights) const {
         const TapIndices x(p.x, src.bounds.x.high), y(p.y, src.bounds.y.high), z(p.z, src.bounds.z.high);
-        const Float4 wx = cubicWeights(table, p.positionX - static_cast<float>(p.x));
-        const auto eachTap = [&](float fraction, Float4(&each)[4]) {
-            const Float4 weights = cubicWeights(table, fraction);
-            for (int tap = 0; tap < 4; ++tap) each[tap] = broadcast<4>(weights.v[tap]);
+        const auto eachTap = [](Float4 taps, Float4(&each)[4]) {
+            for (int tap = 0; tap < 4; ++tap) each[tap] = broadcast<4>(taps.v[tap]);
         };
         Float4 eachY[4], eachZ[4];
-        eachTap(p.positionY - static_cast<float>(p.y), eachY);
-        eachTap(p.positionZ - static_cast<float>(p.z), eachZ);
+        eachTap(weights.y, eachY);
+        eachTap(weights.z, eachZ);
         const auto columnsOf = [&](const auto &rowAt) {
-            return weightedColumns<Float4>(
-                {wx}, eachY, eachZ, [&](int plane, int row) { return rowAt(src.planes[z[plane]] + y[row] * src.rowStep); });
+            return weightedColumns<Float4>({weights.x}, eachY, eachZ, [&](int plane, int row) {
+                return rowAt(src.planes[z[plane]] + y[row] * src.rowStep);
+            });
         };
         const Float4 columns = x.areSideBySide() ? columnsOf([&](const Sample *row) { return loadRow(row + x[0]); })
                                                  : columnsOf([&](const Sample *row) {

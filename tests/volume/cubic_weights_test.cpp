@@ -16,7 +16,7 @@ using zypr::test::Random;
 const CubicTable *const tables[] = {&lagrangeTable, &bSplineTable, &catmullRomTable, &bcTable};
 
 std::string asModelled(int32_t mode, const float (&fraction)[8]) {
-    const EightCubicWeights weights(*tables[mode - 4], load<8>(fraction));
+    const EightCubicWeights weights(*tables[mode - 4], CubicEntries(load<8>(fraction)));
     for (int lane = 0; lane < 8; ++lane) {
         const float f = fraction[lane], distance[4] = {f + 1.0f, f, 1.0f - f, 2.0f - f};
         for (int tap = 0; tap < 4; ++tap) {
