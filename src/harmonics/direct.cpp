@@ -18,6 +18,7 @@ Bands bandsAt(Float4 x, Float4 y, Float4 z) {
 struct BandRange {
     int first, last;
 };
+constexpr int allBands = highestOrder, lowBands = 4;
 
 // Takes the bands of four points to rows.
 struct ToRows {
@@ -91,10 +92,10 @@ private:
     }
 };
 
-// Bands l and above of `fours` times four points; those of the range are stored. Each band's code runs for all points before
+// Bands l to `highest` of `fours` times four points; those of the range are stored. Each band's code runs for all points before
 // the next band's: it stays decoded that way. A band alone goes this way too, so that the polynomials are compiled once for
 // each kind of output.
-template <int l, class Output>
+template <int l, int highest, class Output>
 [[gnu::always_inline]] inline void storeBandsFrom(Bands *bands, int fours, BandRange range, const Output &output) {
     for (int f = 0; f < fours; ++f) {
         bands[f].advance<l>();
@@ -103,22 +104,12 @@ template <int l, class Output>
         if (l == range.last) output.ofFour(f).template end<l>(bands[f]);
     }
     if (l == range.last) return;
-    if constexpr (l < static_cast<int>(highestOrder)) storeBandsFrom<l + 1>(bands, fours, range, output);
-}
-
-// Bands l to `last`, of low bands alone: the state of four points stays in registers.
-constexpr int lowBands = 4;
-template <int l, class Output>
-[[gnu::always_inline]] inline void storeLowBandsFrom(Bands &bands, int last, const Output &output) {
-    bands.advance<l>();
-    output.template band<l>(bands);
-    if (l == last) return output.template end<l>(bands);
-    if constexpr (l < lowBands) storeLowBandsFrom<l + 1>(bands, last, output);
+    if constexpr (l < highest) storeBandsFrom<l + 1, highest>(bands, fours, range, output);
 }
 
 void storeBands(Float8 x, Float8 y, Float8 z, int32_t count, BandRange range, BasisGroup &basis) {
     Bands bands[2] = {bandsAt(low(x), low(y), low(z)), bandsAt(high(x), high(y), high(z))};
-    storeBandsFrom<0>(bands, count > 4 ? 2 : 1, range, ToRows{basis.values[0], range.first});
+    storeBandsFrom<0, allBands>(bands, count > 4 ? 2 : 1, range, ToRows{basis.values[0], range.first});
 }
 
 } // namespace
@@ -137,13 +128,13 @@ void evaluateDirectBlocks(const float *x, const float *y, const float *z, uint32
     const ToBlocks output{blocks, ahead, functionCount(order)};
     if (last <= lowBands) {
         for (int f = 0; f < directPoints / 4; ++f) {
-            Bands bands = fourFrom(4 * f);
-            storeLowBandsFrom<0>(bands, last, output.ofFour(f));
+            Bands bands[1] = {fourFrom(4 * f)}; // which stay in registers
+            storeBandsFrom<0, lowBands>(bands, 1, {0, last}, output.ofFour(f));
         }
     } else {
         static_assert(directPoints == 16);
         Bands bands[4] = {fourFrom(0), fourFrom(4), fourFrom(8), fourFrom(12)};
-        storeBandsFrom<0>(bands, 4, {0, last}, output);
+        storeBandsFrom<0, allBands>(bands, 4, {0, last}, output);
     }
 }
 
