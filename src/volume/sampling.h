@@ -53,7 +53,7 @@ template <class Region, class Kernel, class Row, class Lanes>
     const Mask8 counting = lanes.among(gate.counting), inner = counting & gate.inner;
     if (none(counting)) return;
     EightPlaces places = kernel.places(positions);
-    places.repeatFirst(counting);
+    places.repeatFirst(counting); // wild positions would take a slower way to their weights
     places.clampTo(src.bounds);
 
     const auto atEdges = [&](const auto &...weights) {

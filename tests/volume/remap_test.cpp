@@ -436,6 +436,28 @@ TEST_F(Remap8u, AHalfGoesToEvenInsideAndUpOnTheEdge) {
     EXPECT_EQ(r.at(6, 3.5f, 0, 3), 255);
 }
 
+// As a float the last index is one more, and a position there passes. All rows are the same one.
+TEST_F(Remap8u, ABoundThatNoFloatHoldsLetsNothingBeReadBeyondIt) {
+    constexpr int32_t width = (1 << 24) + 4;
+    GuardedArray<uint8_t> row(width);
+    row[width - 1] = 9;
+    const uint8_t *const planes[4] = {row.data(), row.data(), row.data(), row.data()};
+    const ZyprVolumeExtent extent = {width, 4, 4}, one = {1, 1, 1};
+    const float x = static_cast<float>(width - 1), yz = 1.0f;
+    ASSERT_EQ(static_cast<int32_t>(x), width);
+    const float *const xMap[1] = {&x}, *const yzMap[1] = {&yz};
+    for (const int32_t mode : {1, 2, 4, 5, 6, 7}) {
+        uint8_t result = 77;
+        uint8_t *const dst[1] = {&result};
+        ZyprVoxelCuboid region = {0, 0, 0, width, 4, 4};
+        EXPECT_EQ(remap(planes, &extent, 0, &region, xMap, yzMap, yzMap, 4, dst, 1, &one, mode), zypStsNoErr);
+        EXPECT_NE(result, 77) << mode;
+        if (mode == 1) {
+            EXPECT_EQ(result, 9);
+        }
+    }
+}
+
 TEST_F(Remap8u, EdgeVoxelsAreRoundedInDoubleWithABiasAboveAHalf) {
     Remap<uint8_t> r(PlaneArray<uint8_t>({8, 8, 8}), {1, 1, 1});
     r.src.fill([](int x, int, int) { return x == 1 ? 3 : 0; });
