@@ -96,9 +96,13 @@ struct CubicEntries {
 struct EightCubicWeights {
     Float8 ofPair[4];
 
-    EightCubicWeights(const CubicTable &table, const CubicEntries &entries) {
+    // Along many rows the fractions stay: where a coordinate doesn't change, or by whole voxels.
+    void moveTo(const CubicTable &table, const CubicEntries &entries) {
+        const Float8 fraction = entries.fraction;
+        if (all(bitsOf(fraction) == bitsOf(fraction_))) return;
+        fraction_ = fraction;
         const Float8 one = broadcast<8>(1.0f), hundred = broadcast<8>(100.0f);
-        const Float8 fraction = entries.fraction, hundredths = entries.hundredths;
+        const Float8 hundredths = entries.hundredths;
         const Int8 entry = entries.entry;
         // But for rounding, the entries of the four taps follow from one of them, and each stands less than 1 above its own. It
         // may also stand on the next one, where the same row leads there.
@@ -142,6 +146,8 @@ private:
         for (int i = 0; i < 4; ++i)
             ofPair[i] = joined(cubicWeights(table, fraction.v[i]), cubicWeights(table, fraction.v[i + 4]));
     }
+
+    Float8 fraction_ = floatsOf(broadcast<8>(-1)); // where they are; not a number before the first
 };
 
 } // namespace zypr::sampling

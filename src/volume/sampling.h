@@ -34,7 +34,7 @@ constexpr bool prepares = requires(const Region &src, const Kernel &kernel, Eigh
 };
 
 // Whether a kernel has weights(), which inner() and onEdge() share.
-template <class Kernel> constexpr bool weighs = requires(const Kernel &kernel, EightPlaces places) { kernel.weights(places); };
+template <class Kernel> constexpr bool weighs = requires { typename Kernel::Weights; };
 
 template <class Region, class Kernel> Int8 sampled(const Region &src, const Kernel &kernel, const EightPlaces &places) {
     if constexpr (prepares<Region, Kernel>)
@@ -66,7 +66,8 @@ template <class Region, class Kernel, class Row, class Lanes>
     };
     Int8 results;
     if constexpr (weighs<Kernel>) {
-        const auto weights = kernel.weights(places);
+        typename Kernel::Weights weights;
+        kernel.moveTo(places, weights);
         results = atEdges(weights);
         if (any(inner)) {
             places.repeatFirst(inner);
@@ -114,6 +115,10 @@ void sampleRow(const Region &source, const Kernel &kernel, const Row &start, typ
             });
             for (int k = 0; k < count; ++k) storeSamples(dst + at[k], kernel.inner(src, group[k]));
         }
+    } else if constexpr (weighs<Kernel>) {
+        typename Kernel::Weights weights;
+        eachGroup(0, width,
+                  [&](ptrdiff_t i, const EightPlaces &places) { storeSamples(dst + i, kernel.inner(src, places, weights)); });
     } else {
         eachGroup(0, width, [&](ptrdiff_t i, const EightPlaces &places) { storeSamples(dst + i, kernel.inner(src, places)); });
     }

@@ -93,15 +93,19 @@ template <bool wholeEdges> struct TricubicKernel {
         EightCubicWeights x, y, z;
         LaneWeights ofLane(int lane) const { return {x.ofLane(lane), y.ofLane(lane), z.ofLane(lane)}; }
     };
-    [[gnu::always_inline]] Weights weights(const EightPlaces &places) const {
+    [[gnu::always_inline]] void moveTo(const EightPlaces &places, Weights &weights) const {
         const CubicEntries x(places.positionX - toFloat(places.x)), y(places.positionY - toFloat(places.y)),
             z(places.positionZ - toFloat(places.z));
-        return {{table, x}, {table, y}, {table, z}};
+        weights.x.moveTo(table, x);
+        weights.y.moveTo(table, y);
+        weights.z.moveTo(table, z);
     }
 
-    template <class Region> Int8 inner(const Region &src, const EightPlaces &places) const {
+    template <class Region>
+    [[gnu::always_inline]] Int8 inner(const Region &src, const EightPlaces &places, Weights &weights) const {
         const auto blocks = src.blocks(places); // before the weights, for the same reason as entries
-        return inner(src, blocks, weights(places));
+        moveTo(places, weights);
+        return inner(src, blocks, weights);
     }
     template <class Region>
     [[gnu::always_inline]] Int8 inner(const Region &src, const typename Region::EightBlocks &blocks,

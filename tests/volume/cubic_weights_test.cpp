@@ -15,8 +15,9 @@ using zypr::test::Random;
 
 const CubicTable *const tables[] = {&lagrangeTable, &bSplineTable, &catmullRomTable, &bcTable};
 
-std::string asModelled(int32_t mode, const float (&fraction)[8]) {
-    const EightCubicWeights weights(*tables[mode - 4], CubicEntries(load<8>(fraction)));
+// What is wrong with the weights once they have moved to these fractions, if anything is.
+std::string asModelled(int32_t mode, const float (&fraction)[8], EightCubicWeights weights = {}) {
+    weights.moveTo(*tables[mode - 4], CubicEntries(load<8>(fraction)));
     for (int lane = 0; lane < 8; ++lane) {
         const float f = fraction[lane], distance[4] = {f + 1.0f, f, 1.0f - f, 2.0f - f};
         for (int tap = 0; tap < 4; ++tap) {
@@ -62,6 +63,19 @@ TEST(CubicTapWeights, AreThoseOfTheTableForEightPositionsWhateverTheOthersAre) {
             for (float &one : eight) one = random.real(0, 1);
             eight[random.integer(0, 7)] = f;
             EXPECT_EQ(asModelled(mode, eight), "");
+        }
+    }
+}
+
+TEST(CubicTapWeights, FollowWhereOneOfEightPositionsMovesOrNone) {
+    Random random(18);
+    for (int32_t mode = 4; mode <= 7; ++mode) {
+        EightCubicWeights weights;
+        float eight[8] = {0.5f, 0.5f, 0.5f, 0.5f, 0.5f, 0.5f, 0.5f, 0.5f};
+        for (int step = 0; step < 200; ++step) {
+            if (step % 3 != 0) eight[random.integer(0, 7)] = random.real(0, 1);
+            EXPECT_EQ(asModelled(mode, eight, weights), "");
+            weights.moveTo(*tables[mode - 4], CubicEntries(load<8>(eight)));
         }
     }
 }
