@@ -7,10 +7,6 @@
 
 namespace zypr::sampling {
 
-// While a row is sampled, the source's lines that the row this many destination planes on reads are fetched: walking through a
-// turned source, the processor's own prefetch finds no pattern.
-constexpr int32_t planesFetchedAhead = 5;
-
 // The inclusive bounds of the source region along one axis.
 struct AxisBounds {
     int32_t low, high;

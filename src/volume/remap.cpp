@@ -33,7 +33,8 @@ zypStatus remapVolume(const Sample *const *srcPlanes, const ZyprVolumeExtent *sr
     withKernel<true>(mode, region, [&](const auto &kernel, const auto &src) {
         runSlices(extent.width, extent.height, extent.depth, [&](TeamShare share, int, int) {
             for (int32_t z = share.first; z < share.first + share.count; ++z) {
-                const int32_t later = z < extent.depth - planesFetchedAhead ? z + planesFetchedAhead : extent.depth - 1;
+                const int32_t ahead = kernel.planesFetchedAhead,
+                              later = z < extent.depth - ahead ? z + ahead : extent.depth - 1;
                 for (int32_t y = 0; y < extent.height; ++y) {
                     const auto mapsAt = [&](int32_t plane) {
                         return MapRows{planeRow(xMapPlanes[plane], mapRowStep, y), planeRow(yMapPlanes[plane], mapRowStep, y),

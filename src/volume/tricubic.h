@@ -82,6 +82,7 @@ template <class Sample, bool wholeEdges> int32_t edgeResult(float sum) {
 }
 
 template <bool wholeEdges> struct TricubicKernel {
+    static constexpr int32_t planesFetchedAhead = 5;
     const CubicTable &table;
 
     template <class Positions> EightPlaces places(const Positions &positions) const { return positions.truncated(); }

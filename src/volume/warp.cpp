@@ -74,7 +74,7 @@ void warpPlanes(const Region &src, const Kernel &kernel, const Affine &inverse, 
     const Double4 xStep = column(0), yStep = column(1), zStep = column(2);
     const Double4 atRowZero = fused(yStep, broadcastDouble(part.y), column(3));
     const Double4 toFirstColumn = broadcastDouble(part.x) * xStep;
-    const Double4 toRowAhead = broadcastDouble(planesFetchedAhead) * zStep;
+    const Double4 toRowAhead = broadcastDouble(Kernel::planesFetchedAhead) * zStep;
     Double4 planeBase = fused(zStep, broadcastDouble(part.z), atRowZero);
     for (int32_t z = part.z; z < part.z + part.depth; ++z, planeBase = planeBase + zStep) {
         Double4 rowBase = planeBase;
