@@ -33,7 +33,7 @@ constexpr bool prepares = requires(const Region &src, const Kernel &kernel, Eigh
     kernel.prepared(src, places);
 };
 
-// Whether a kernel has weights(), which inner() and onEdge() share.
+// Whether inner() and onEdge() share weights.
 template <class Kernel> constexpr bool weighs = requires { typename Kernel::Weights; };
 
 template <class Region, class Kernel> Int8 sampled(const Region &src, const Kernel &kernel, const EightPlaces &places) {

@@ -1,6 +1,7 @@
 // What the kernels of remap and warp stand on, and nearest and trilinear sampling of a volume at eight positions. A kernel has
 // places(), the integers that it goes by; inner(), for eight inner positions; and onEdge(), for any one position that counts.
-// What inner() takes are the places themselves or, of a kernel that has it, what prepared() makes of them.
+// What inner() takes are the places themselves or, of a kernel that has it, what prepared() makes of them. Of a kernel that has
+// Weights, inner() and onEdge() take those too; moveTo() makes them those of eight places.
 //
 // While a row is sampled, the source's lines that the row planesFetchedAhead destination planes on reads are fetched: walking
 // through a turned source, the processor's own prefetch finds no pattern.
