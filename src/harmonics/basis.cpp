@@ -9,7 +9,7 @@
 namespace zypr::harmonics {
 namespace {
 
-// What is fetched while a group's blocks are written.
+// What is fetched while a group's blocks are written: nothing, or nothing that isn't near already.
 struct NoLines {
     void fetch(int32_t) const {}
     const float *from(const float *blocks) const { return blocks; }

@@ -18,7 +18,8 @@ Bands bandsAt(Float4 x, Float4 y, Float4 z) {
 struct BandRange {
     int first, last;
 };
-constexpr int allBands = highestOrder, lowBands = 4;
+constexpr int allBands = highestOrder;
+constexpr int lowBands = 4; // the state of four points up to here fits the registers
 
 // Takes the bands of four points to rows.
 struct ToRows {
@@ -128,7 +129,7 @@ void evaluateDirectBlocks(const float *x, const float *y, const float *z, uint32
     const ToBlocks output{blocks, ahead, functionCount(order)};
     if (last <= lowBands) {
         for (int f = 0; f < directPoints / 4; ++f) {
-            Bands bands[1] = {fourFrom(4 * f)}; // which stay in registers
+            Bands bands[1] = {fourFrom(4 * f)};
             storeBandsFrom<0, lowBands>(bands, 1, {0, last}, output.ofFour(f));
         }
     } else {

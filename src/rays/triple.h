@@ -32,9 +32,9 @@ template <class Lanes> void store(float *const planes[3], ptrdiff_t first, Lanes
 
 // Columns of the 4 x 4 matrix, or of the two side by side, whose rows begin with x, y, z.
 template <int N> Triple<Floats<N>> transposed(Floats<N> row0, Floats<N> row1, Floats<N> row2, Floats<N> row3) {
-    const Floats<N> xy01 = unpackedLow(row0, row1), z01 = unpackedHigh(row0, row1);
-    const Floats<N> xy23 = unpackedLow(row2, row3), z23 = unpackedHigh(row2, row3);
-    return {lowPairs(xy01, xy23), highPairs(xy01, xy23), lowPairs(z01, z23)};
+    Floats<N> rows[4] = {row0, row1, row2, row3};
+    transpose(rows);
+    return {rows[0], rows[1], rows[2]};
 }
 
 // The packed triples at the given addresses, one per lane. Nothing beyond their three floats is read.

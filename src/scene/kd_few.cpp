@@ -128,9 +128,9 @@ template <int most> struct FewPlanes {
 
 // What `combine` makes of the lanes of each register, in lanes x, y, z.
 template <class Combine> Float4 reduced(Float4 x, Float4 y, Float4 z, const Combine &combine) {
-    Float4 w = z;
-    _MM_TRANSPOSE4_PS(x.v, y.v, z.v, w.v);
-    return combine(combine(x, y), combine(z, w));
+    Float4 rows[4] = {x, y, z, z};
+    transpose(rows);
+    return combine(combine(rows[0], rows[1]), combine(rows[2], rows[3]));
 }
 template <class Combine> Float4 reduced(Float8 x, Float8 y, Float8 z, const Combine &combine) {
     return reduced(combine(low(x), high(x)), combine(low(y), high(y)), combine(low(z), high(z)), combine);

@@ -39,10 +39,9 @@ void storeLanes(float *const *arrays, int32_t i, Float4 lanes) {
 }
 
 void storeTransposed(float *const *arrays, int32_t i, Float4 a, Float4 b, Float4 c, Float4 d) {
-    _MM_TRANSPOSE4_PS(a.v, b.v, c.v, d.v);
-    store(arrays[0] + i, a);
-    store(arrays[1] + i, b);
-    store(arrays[2] + i, c);
+    Float4 rows[4] = {a, b, c, d};
+    transpose(rows);
+    for (int axis = 0; axis < 3; ++axis) store(arrays[axis] + i, rows[axis]);
 }
 
 // Far enough ahead that a polygon has come when its vertices are asked for, and they when they are read.

@@ -20,7 +20,7 @@ struct FourPoints {
         const Mask4 xyz = firstLanes<4>(3);
         Float4 row[lanes];
         for (int i = 0; i < lanes; ++i) row[i] = load(vertices + 3 * static_cast<int64_t>(corners[i][corner]), xyz);
-        _MM_TRANSPOSE4_PS(row[0].v, row[1].v, row[2].v, row[3].v);
+        transpose(row);
         for (int axis = 0; axis < 3; ++axis) at[axis] = row[axis];
     }
 };
@@ -60,14 +60,15 @@ struct FourAxes {
     Double4 q(const Double4 *of) const { return pick(isZ, of[1], of[2]); }
 };
 
-void storeRecords(ZyprTriangleAccel *accel, Float4 *words) {
-    _MM_TRANSPOSE4_PS(words[0].v, words[1].v, words[2].v, words[3].v);
-    _MM_TRANSPOSE4_PS(words[4].v, words[5].v, words[6].v, words[7].v);
+void storeRecords(ZyprTriangleAccel *accel, const Float4 (&words)[10]) {
+    Float4 first[4] = {words[0], words[1], words[2], words[3]}, second[4] = {words[4], words[5], words[6], words[7]};
+    transpose(first);
+    transpose(second);
     const Float4 lastPairs[2] = {unpackedLow(words[8], words[9]), unpackedHigh(words[8], words[9])};
     for (int i = 0; i < lanes; ++i) {
         auto *record = reinterpret_cast<char *>(accel + i);
-        std::memcpy(record, &words[i], 16);
-        std::memcpy(record + 16, &words[4 + i], 16);
+        std::memcpy(record, &first[i], 16);
+        std::memcpy(record + 16, &second[i], 16);
         std::memcpy(record + 32, reinterpret_cast<const char *>(lastPairs) + 8 * i, 8);
     }
 }

@@ -36,9 +36,12 @@ constexpr bool prepares = requires(const Region &src, const Kernel &kernel, Eigh
 // Whether inner() and onEdge() share weights.
 template <class Kernel> constexpr bool weighs = requires { typename Kernel::Weights; };
 
-template <class Region, class Kernel> Int8 sampled(const Region &src, const Kernel &kernel, const EightPlaces &places) {
+template <class Region, class Kernel, class... Weights>
+Int8 sampled(const Region &src, const Kernel &kernel, const EightPlaces &places, const Weights &...weights) {
     if constexpr (prepares<Region, Kernel>)
         return kernel.inner(src, kernel.prepared(src, places));
+    else if constexpr (weighs<Kernel>)
+        return kernel.inner(src, src.blocks(places), weights...);
     else
         return kernel.inner(src, places);
 }
@@ -56,31 +59,26 @@ template <class Region, class Kernel, class Row, class Lanes>
     places.repeatFirst(counting); // wild positions would take a slower way to their weights
     places.clampTo(src.bounds);
 
-    const auto atEdges = [&](const auto &...weights) {
-        alignas(32) int32_t results[8] = {};
+    const auto sampleAll = [&](const auto &...weights) {
+        alignas(32) int32_t edge[8] = {};
         for (unsigned left = signBits(counting & ~inner); left != 0; left &= left - 1) {
             const int lane = __builtin_ctz(left);
-            results[lane] = kernel.onEdge(src, placeOf(places, lane), weights.ofLane(lane)...);
+            edge[lane] = kernel.onEdge(src, placeOf(places, lane), weights.ofLane(lane)...);
         }
-        return load<8>(results);
+        Int8 results = load<8>(edge);
+        if (any(inner)) {
+            places.repeatFirst(inner);
+            results = select(inner, sampled(src, kernel, places, weights...), results);
+        }
+        storeSamples(dst + i, counting, results);
     };
-    Int8 results;
     if constexpr (weighs<Kernel>) {
         typename Kernel::Weights weights;
         kernel.moveTo(places, weights);
-        results = atEdges(weights);
-        if (any(inner)) {
-            places.repeatFirst(inner);
-            results = select(inner, kernel.inner(src, src.blocks(places), weights), results);
-        }
+        sampleAll(weights);
     } else {
-        results = atEdges();
-        if (any(inner)) {
-            places.repeatFirst(inner);
-            results = select(inner, sampled(src, kernel, places), results);
-        }
+        sampleAll();
     }
-    storeSamples(dst + i, counting, results);
 }
 
 // Voxels whose position is outside the region, or not a number, keep their value.

@@ -104,7 +104,7 @@ template <bool wholeEdges> struct TricubicKernel {
 
     template <class Region>
     [[gnu::always_inline]] Int8 inner(const Region &src, const EightPlaces &places, Weights &weights) const {
-        const auto blocks = src.blocks(places); // before the weights, for the same reason as entries
+        const auto blocks = src.blocks(places); // before the weights, which take as long as the stores
         moveTo(places, weights);
         return inner(src, blocks, weights);
     }
