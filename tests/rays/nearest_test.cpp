@@ -232,18 +232,14 @@ TEST_P(NearestHit, FirstTestedOfTwoTrianglesAtEqualDistanceStays) {
 TEST_P(NearestHit, HitBeyondTheLeafsCellGivesWayToAHitInANearerCell) {
     // The lower leaf holds a triangle that lies in the upper cell.
     const std::vector<Triangle> triangles = {facingTriangle(3.0f), facingTriangle(2.0f), facingTriangle(-1.0f)};
-    TreeWriter nearerWaits;
-    const size_t pair = nearerWaits.split(0, 2, 1.0f);
-    nearerWaits.compactLeaf(pair, {0});
-    nearerWaits.compactLeaf(pair + 2, {1});
-    expectOnBothPaths(Bundle(4, 4), TestScene(triangles, nearerWaits.words()), [](const model::Results &results) {
+    expectOnBothPaths(Bundle(4, 4), TestScene(triangles, twoLeafTree(1.0f, 0, 1)), [](const model::Results &results) {
         EXPECT_TRUE(equalBits(results.triangle, std::vector<int32_t>(16, 1)));
         expectDistances(results, 2.0f);
     });
     TreeWriter nothingWaits;
-    const size_t other = nothingWaits.split(0, 2, 1.0f);
-    nothingWaits.compactLeaf(other, {0});
-    nothingWaits.emptyLeaf(other + 2);
+    const size_t pair = nothingWaits.split(0, 2, 1.0f);
+    nothingWaits.compactLeaf(pair, {0});
+    nothingWaits.emptyLeaf(pair + 2);
     expectOnBothPaths(Bundle(4, 4), TestScene(triangles, nothingWaits.words()), [](const model::Results &results) {
         EXPECT_TRUE(equalBits(results.triangle, std::vector<int32_t>(16, 0)));
         expectDistances(results, 3.0f);
@@ -252,12 +248,8 @@ TEST_P(NearestHit, HitBeyondTheLeafsCellGivesWayToAHitInANearerCell) {
 
 TEST_P(NearestHit, WalkEndsOnceWhatRemainsLiesBeyondTheHit) {
     // The upper leaf claims a triangle that is nearer than its cell: a walk that went on would take it.
-    TreeWriter writer;
-    const size_t pair = writer.split(0, 2, 2.5f);
-    writer.compactLeaf(pair, {1});
-    writer.compactLeaf(pair + 2, {0});
     const TestScene scene({facingTriangle(1.0f), facingTriangle(2.0f), facingTriangle(-1.0f), facingTriangle(9.0f)},
-                          writer.words());
+                          twoLeafTree(2.5f, 1, 0));
     expectOnBothPaths(Bundle(4, 4), scene, [](const model::Results &results) {
         EXPECT_TRUE(equalBits(results.triangle, std::vector<int32_t>(16, 1)));
     });

@@ -180,12 +180,8 @@ TEST(StrangeScenes, AnIntervalNeverEndsBeforeItBegins) {
 
 TEST(StrangeScenes, AHitExactlyWhereACellEndsEndsTheWalk) {
     // The far leaf claims a nearer triangle.
-    TreeWriter writer;
-    const size_t pair = writer.split(0, 2, 0.5f);
-    writer.compactLeaf(pair, {0});
-    writer.compactLeaf(pair + 2, {1});
     const TestScene scene({facingTriangle(0.5f), facingTriangle(0.25f), facingTriangle(-9.0f), facingTriangle(9.0f)},
-                          writer.words());
+                          twoLeafTree(0.5f, 0, 1));
     const Bundle oneOctant(4, 4);
     Bundle twoOctants(4, 4); // a lone ray, a packet of three and whole rows
     twoOctants.setDirection(5, {-0.001f, 0.0f, 1.0f});
@@ -221,11 +217,8 @@ TEST(StrangeScenes, TheExitOfALaterLayerIsPaddedOnce) {
     // From the first hit, at 0.25, it is 0.75 to the box's end. The far leaf claims the second hit.
     Bundle bundle(4, 4);
     const auto finds = [&](float split, int misaligned) {
-        TreeWriter writer;
-        const size_t pair = writer.split(0, 2, split);
-        writer.compactLeaf(pair, {0});
-        writer.compactLeaf(pair + 2, {1});
-        const BoxedScene scene({facingTriangle(0.25f), facingTriangle(0.5f)}, writer.words(), {{-9, -9, -1}, {9, 9, 1}});
+        const BoxedScene scene({facingTriangle(0.25f), facingTriangle(0.5f)}, twoLeafTree(split, 0, 1),
+                               {{-9, -9, -1}, {9, 9, 1}});
         const model::Results results = runLibrary(Query::multiple, bundle, &scene.view(), 2, misaligned);
         EXPECT_EQ(results.triangle[0], 0);
         return results.triangle[16] == 1;

@@ -233,6 +233,15 @@ inline TestScene randomScene(uint32_t seed, size_t count, float size, int maxDep
     return TestScene(std::move(triangles), tree.words());
 }
 
+// Two leaves of one triangle each, on both sides of a plane across z.
+inline std::vector<uint32_t> twoLeafTree(float z, int32_t below, int32_t above) {
+    TreeWriter writer;
+    const size_t pair = writer.split(0, 2, z);
+    writer.compactLeaf(pair, {below});
+    writer.compactLeaf(pair + 2, {above});
+    return writer.words();
+}
+
 // All triangles in one leaf, in order.
 inline TestScene oneLeafScene(std::vector<Triangle> triangles) {
     TreeWriter writer;

@@ -28,6 +28,24 @@ std::vector<std::array<float, 3>> pointsOf(const ZyprKDPrimRef &ref) {
 }
 using Points = std::vector<std::array<float, 3>>;
 
+// An open build of one triangle, to be clipped to the unit box.
+class OneTriangle : public OpenBuild {
+public:
+    explicit OneTriangle(std::vector<float> vertices) : OpenBuild(1), vertices_(std::move(vertices)) {
+        state->vertexBase = vertices_.data();
+        setCounted(3);
+    }
+    void setCounted(int32_t vertices) { state->vertexEnd = vertices_.data() + 3 * vertices; }
+    zypStatus clip() { return kdClipTrianglesToBox(&refs_, &count_, triangle_, 1, {{0, 0, 0}, {1, 1, 1}}, state); }
+    Points clipped() const { return count_ == 0 ? Points{} : pointsOf(refs_[0]); }
+
+private:
+    std::vector<float> vertices_;
+    const int32_t triangle_[4] = {0, 1, 2, 0};
+    ZyprKDPrimRef *refs_ = nullptr;
+    int32_t count_ = -1;
+};
+
 // A build as the front runs it, but with the pools of the options' sizes.
 KDBuilt buildFromParts(
     const KDMesh &mesh, const KDOptions &options, int32_t fewestForTeam = kdFewestForTeam,
@@ -311,47 +329,29 @@ TEST(KDClip, TrianglesInsideCostNoVertices) {
 }
 
 TEST(KDClip, VerticesThatAreNotCountedAreCopied) {
-    OpenBuild build(1);
-    const std::vector<float> vertices = {0, 0, 0, 1, 0, 0, 0, 1, 0};
-    build.state->vertexBase = vertices.data();
-    const int32_t triangle[4] = {0, 1, 2, 0};
+    OneTriangle build({0, 0, 0, 1, 0, 0, 0, 1, 0});
     for (int32_t counted = 3; counted >= 0; --counted) {
-        build.state->vertexEnd = vertices.data() + 3 * counted;
+        build.setCounted(counted);
         const int32_t before = build.clipVertices();
-        ZyprKDPrimRef *refs;
-        int32_t count = -1;
-        ASSERT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, {{0, 0, 0}, {1, 1, 1}}, build.state), zypStsNoErr);
+        ASSERT_EQ(build.clip(), zypStsNoErr);
         EXPECT_EQ(build.clipVertices() - before, 3 - counted);
-        EXPECT_EQ(pointsOf(refs[0]), (Points{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}));
+        EXPECT_EQ(build.clipped(), (Points{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}));
     }
 }
 
 TEST(KDClip, APolygonBlockThatTheLimitForbidsEndsTheBuild) {
-    OpenBuild build(1);
-    const std::vector<float> vertices = {0, 0, 0, 1, 0, 0, 0, 1, 0};
-    build.state->vertexBase = vertices.data();
-    build.state->vertexEnd = vertices.data() + vertices.size();
-    const int32_t triangle[4] = {0, 1, 2, 0};
-    ZyprKDPrimRef *refs;
-    int32_t count;
-    const ZyprBox box{{0, 0, 0}, {1, 1, 1}};
+    OneTriangle build({0, 0, 0, 1, 0, 0, 0, 1, 0});
     build.state->memoryLeft = 0x1000027;
-    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsMemLimitErr);
+    EXPECT_EQ(build.clip(), zypStsMemLimitErr);
     build.state->memoryLeft = 0x1000028;
-    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsNoErr);
+    EXPECT_EQ(build.clip(), zypStsNoErr);
 }
 
 TEST(KDClip, WhatOnlyTouchesTheBoxIsDroppedOrKeptAsThePassesGive) {
-    OpenBuild build(1);
-    const ZyprBox box{{0, 0, 0}, {1, 1, 1}};
-    const auto clipped = [&](const std::vector<float> &vertices) {
-        build.state->vertexBase = vertices.data();
-        build.state->vertexEnd = vertices.data() + vertices.size();
-        const int32_t triangle[4] = {0, 1, 2, 0};
-        ZyprKDPrimRef *refs;
-        int32_t count = -1;
-        EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsNoErr);
-        return count == 0 ? Points{} : pointsOf(refs[0]);
+    const auto clipped = [](const std::vector<float> &vertices) {
+        OneTriangle build(vertices);
+        EXPECT_EQ(build.clip(), zypStsNoErr);
+        return build.clipped();
     };
     EXPECT_EQ(clipped({1, 0.5f, 0.5f, 2, 0, 0.5f, 2, 1, 0.5f}), Points{});        // one vertex on a face
     EXPECT_EQ(clipped({1, 0.2f, 0.5f, 1, 0.8f, 0.5f, 2, 0.5f, 0.5f}), Points{});  // an edge on a face
@@ -361,23 +361,16 @@ TEST(KDClip, WhatOnlyTouchesTheBoxIsDroppedOrKeptAsThePassesGive) {
 }
 
 TEST(KDClip, FullPoolsEndTheBuild) {
-    OpenBuild build(1);
-    const ZyprBox box{{0, 0, 0}, {1, 1, 1}};
-    const std::vector<float> vertices = {0, 0, 0, 9, 0, 0, 0, 1, 0};
-    build.state->vertexBase = vertices.data();
-    build.state->vertexEnd = vertices.data() + vertices.size();
-    const int32_t triangle[4] = {0, 1, 2, 0};
-    ZyprKDPrimRef *refs;
-    int32_t count;
+    OneTriangle build({0, 0, 0, 9, 0, 0, 0, 1, 0});
     unsigned char *const vertexLimit = build.state->clipVertexLimit;
     build.state->clipVertexLimit = build.state->clipVertexCursor + 24;
-    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsMemLimitErr);
+    EXPECT_EQ(build.clip(), zypStsMemLimitErr);
     build.state->clipVertexCursor = build.state->clipVertexBase;
     build.state->clipVertexLimit = vertexLimit;
     build.state->refPoolLimit = build.state->refPoolCursor + 16;
-    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsMemLimitErr);
+    EXPECT_EQ(build.clip(), zypStsMemLimitErr);
     build.state->refPoolLimit = build.state->refPoolCursor + 17;
-    EXPECT_EQ(kdClipTrianglesToBox(&refs, &count, triangle, 1, box, build.state), zypStsNoErr);
+    EXPECT_EQ(build.clip(), zypStsNoErr);
 }
 
 TEST(KDPartition, CountsThatDifferFromThePredictionEndTheBuild) {
